@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Values of Options::mux_type that the program knows; any other is accepted and never cuts.
+inline constexpr std::int32_t mux_ffmpeg = 0;
+inline constexpr std::int32_t mux_gst = 1;
+
+/// The settings of one run: filled once from the command line, only read afterwards.
+///
+/// No value is checked for range; whoever reads a field says what odd values do.
+class Options {
+public:
+    std::string prefix;        ///< in front of every file name; a directory ends in "/"
+    std::string url_prefix;    ///< in front of the playlist's segment names, followed by "/"
+    std::string playlist_name; ///< file name of the playlist, behind `prefix`
+    std::int32_t duration = 5; ///< length of a segment in seconds
+    std::int32_t window = 0;   ///< segment files kept on disk; 0 keeps all
+    std::int32_t mux_type = 0; ///< muxer that made the input: mux_ffmpeg or mux_gst
+
+    /// Gives every field its default, then what the command line says.
+    ///
+    /// Takes main's own arguments; argv[0] is not read. Returns false when it printed the help
+    /// text, on --help or without any argument, and the run should end. Unknown options are
+    /// reported on standard error and skipped.
+    bool parseOptions(int argc, const char** argv);
+};
