@@ -1,0 +1,119 @@
+#include "tests/support.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <tuple>
+
+namespace {
+
+/// The shell's part of a run, in a mount namespace where /run is an in-memory file system of its
+/// own, so that the machine's marker file is never touched. The last lines write the report.
+constexpr auto shell_script = R"(
+input=$PWD/input; report=$PWD/report
+mount -t tmpfs tmpfs /run && mkdir /run/work && cd /run/work || exit
+@setup
+@feed | @program @arguments >/run/out
+{ echo $?; cat vid.*.ts >/run/all
+head -c $(($(stat -c %s $input) / 188 * 188)) $input | cmp -s - /run/all && echo =
+for f in vid.*.ts; do echo $f:$(($(stat -c %s $f) / 188)); done | grep -v '*'; echo /
+grep -v 'M3U\|DURATION\|INF' live.m3u8; echo /; cat /run/vod /run/out
+} | sed -E 's/.*(vid.|CE:)0{0,9}([0-9]+)(.ts)?/\2/; s/#EXT-X-ENDLIST/end/' | tr '\n' ' ' >$report
+)";
+
+/// Runs the program with shell words as `arguments` on `input` in an empty directory, after `setup`
+/// was run there; `feed` is what writes the input, which it finds in the file $input.
+///
+/// Returns the exit status; "=" if the segments are the input's whole packets; number:packets of
+/// each segment file; "/"; the playlist's first number, the numbers it lists and "end" for an end
+/// tag; "/"; the number in the marker; what the program printed.
+std::string run(const std::string& arguments, const std::string& input, const char* setup = "",
+                const char* feed = "cat $input") {
+    const std::string directory = scratchDirectory();
+    std::string script = shell_script;
+    for (const auto& [word, text] : {std::pair("@setup", setup),
+                                     {"@feed", feed},
+                                     {"@program", SEGMENTER},
+                                     {"@arguments", arguments.c_str()}}) {
+        script.replace(script.find(word), std::strlen(word), text);
+    }
+    writeFile(directory + "/script", script);
+    writeFile(directory + "/input", input);
+    std::ignore = std::system(("cd " + directory + "; unshare -rm sh script 2>/dev/null").c_str());
+    return readFile(directory + "/report");
+}
+
+struct Run : testing::Test {
+    void SetUp() override {
+        if (std::filesystem::canonical("/var/run") != "/run" ||
+            std::system("unshare -rm mount -t tmpfs tmpfs /run 2>/dev/null") != 0) {
+            GTEST_SKIP() << "skipped: a test may not have a /run of its own here";
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(Run, CutsAtTheFirstTablePacketPastTheCutTime) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"5", "a1 T v1 T a1 T", "0 = 0:3 1:3 / 0 0 1 end / 1 "},
+        {"5", "T T v0 T", "0 = 0:4 / 0 0 end / 0 "},
+        {"5", "v126000 T v576000 T v576001 a1 T", "0 = 0:1 1:5 2:1 / 0 0 1 2 end / 2 "},
+        {"5", "v900000 T v100 T v450100 T v450101 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
+        {"5", "v900000 T v9 v80 v8 v450008 T v450009 T", "0 = 0:1 1:7 2:1 / 0 0 1 2 end / 2 "},
+        {"5", "v8589934591 T v0 T v450000 T v450001 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
+        {"5", "x T v1 T", "0 = 0:3 1:1 / 0 0 1 end / 1 "},
+        {"0", "v1 T T v2 T", "0 = 0:1 1:3 2:1 / 0 0 1 2 end / 2 "},
+        {"-1", "v200000 T T a1", "0 = 0:1 1:1 2:2 / 0 0 1 2 end / 2 "},
+        {"-1", "v1 T v900000 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
+        {"2147483647", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
+        {"-2147483648", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
+    };
+    for (const auto& [duration, script, report] : cases) {
+        const std::string arguments = "--duration="s + duration + " --mux_type=";
+        const std::string partial_packet(187, 'p');
+        EXPECT_EQ(run(arguments + '0', stream(0, script) + partial_packet), report) << script;
+        EXPECT_EQ(run(arguments + '1', stream(1, script) + partial_packet), report) << script;
+    }
+    EXPECT_EQ(run("--mux_type=2", stream(0, "v1 T v900000 T")), "0 = 0:4 / 0 0 end / 0 ");
+}
+
+TEST_F(Run, EndsInOrderWhateverIsInTheWay) {
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {"echo 9 >/run/vod", "", "", "0 = / 0 end / "},
+        {"", "--prefix=no/", "T", "0 / / 0 File open error!  "},
+        {"mkdir vid.0000000000.ts", "", "T", "0 0:0 / 0 0 end / 0 File open error!  "},
+        {"mkdir vid.0000000001.ts", "", "v1 T", "0 0:1 1:0 / 0 0 1 end / 1 File open error!  "},
+        {"mkdir -p live.m3u8/x", "", "v1 T a1", "0 = 0:1 1:2 / / 1 "},
+        {"echo 9 >live.m3u8; mkdir live.m3u8.tmp", "", "v1 T", "0 = 0:1 1:1 / 9 / 1 "},
+        {"echo 9 >live.m3u8; ln -s /dev/full live.m3u8.tmp", "", "T", "0 = 0:1 / 9 / 0 "},
+        {"", "'--url_prefix=$(rm live.m3u8)`rm vid*`'", "T", "0 = 0:1 / 0 0 end / 0 "},
+        {"", "--window=2", "a1 v1 T v2 T v3 T v4 T", "0 3:2 4:1 / 3 3 4 end / 4 "},
+        // Segment 1 does not fit on the disk; once the window has passed it, all is whole again.
+        {"mount -t tmpfs -o size=64k tmpfs $PWD; cd $PWD", "--window=2",
+         "v1 T a600 v2 T v3 T v4 T a1 v5 T a1", "0 4:3 5:2 / 4 4 5 end / 5 "},
+    };
+    for (const auto& [setup, arguments, script, report] : cases) {
+        EXPECT_EQ(run("--duration=0 "s + arguments, stream(0, script), setup), report) << setup;
+    }
+}
+
+TEST_F(Run, PrintsHelpAndRemovesTheMarker) {
+    for (const char* arguments : {"", "--window=2 --help"}) {
+        EXPECT_EQ(run(arguments, stream(0, "T"), "echo 9 >/run/vod").substr(0, 47),
+                  "1 / /         --help           this help text  ");
+    }
+}
+
+TEST_F(Run, PublishesASegmentAsSoonAsItIsCut) {
+    // One byte at a time up to the cut, and the rest only once segment 0 is listed.
+    const char* feed = "{ head -c 564 $input | dd bs=1; for i in $(seq 300); do sleep 0.1; grep -q "
+                       "vid.0000000000 live.m3u8 && tail -c +565 $input && break; done; }";
+    EXPECT_EQ(run("--window=3", stream(0, "T v1 T a1"), "", feed), "0 = 0:2 1:2 / 0 0 1 end / 1 ");
+}
+
+TEST_F(Run, CutsRealStreams) {
+    EXPECT_EQ(run("--duration=3", readFile(STREAMS "ffmpeg.ts")),
+              "0 = 0:89 1:376 2:382 3:280 / 0 0 1 2 3 end / 3 ");
+    EXPECT_EQ(run("--duration=3 --mux_type=1", readFile(STREAMS "gst.ts")),
+              "0 = 0:15 1:277 2:275 3:277 4:228 / 0 0 1 2 3 4 end / 4 ");
+}
