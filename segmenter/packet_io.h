@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 #include <fstream>
+#include <istream>
 
 using PacketBytes = std::array<char, packet_size>;
 
@@ -22,15 +23,19 @@ class PacketInput : private __gnu_cxx::stdio_filebuf<char> {
 public:
     PacketInput() : stdio_filebuf(STDIN_FILENO, std::ios::in | std::ios::binary, io_buffer_size) {}
 
-    /// Reads the next packet; false at the end of the input, which may come within a packet.
+    /// Reads the next packet; false at the end of the input, which may come within a packet, and
+    /// after a read error.
     bool read(PacketBytes& packet) {
         if (egptr() - gptr() < packet_size) {
-            return sgetn(packet.data(), packet_size) == packet_size;
+            return static_cast<bool>(stream.read(packet.data(), packet_size));
         }
         std::memcpy(packet.data(), gptr(), packet_size);
         gbump(packet_size);
         return true;
     }
+
+private:
+    std::istream stream{this}; // turns what the buffer throws on a read error into a state
 };
 
 /// Appends `packet` to `file`, as file.write() does it, without the cost of a sentry object.

@@ -87,6 +87,7 @@ TEST_F(Run, EndsInOrderWhateverIsInTheWay) {
         {"echo 9 >live.m3u8; mkdir live.m3u8.tmp", "", "v1 T", "0 = 0:1 1:1 / 9 / 1 "},
         {"echo 9 >live.m3u8; ln -s /dev/full live.m3u8.tmp", "", "T", "0 = 0:1 / 9 / 0 "},
         {"", "'--url_prefix=$(rm live.m3u8)`rm vid*`'", "T", "0 = 0:1 / 0 0 end / 0 "},
+        {"", "<.", "T", "0 / 0 end / "},
         {"", "--window=2", "a1 v1 T v2 T v3 T v4 T", "0 3:2 4:1 / 3 3 4 end / 4 "},
         // Segment 1 does not fit on the disk; once the window has passed it, all is whole again.
         {"mount -t tmpfs -o size=64k tmpfs $PWD; cd $PWD", "--window=2",
