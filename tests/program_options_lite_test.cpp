@@ -1,6 +1,6 @@
 #include "program_options_lite/command_line.h"
+#include "program_options_lite/config_file.h"
 #include "program_options_lite/help.h"
-#include "program_options_lite/options.h"
 #include "program_options_lite/store_pair.h"
 
 #include <gtest/gtest.h>
@@ -17,10 +17,15 @@ struct OptionLibrary : testing::Test {
     OptionLibrary() {
         opts.addOptions()("flag,-n", flag, false, "")("text,t,-long,two", text, "none", "");
         opts.addOptions()("number,n,long,two", number, 77, "");
-        po::setDefaults(opts);
     }
-    [[nodiscard]] std::string values() const {
-        return (flag ? "true " : "false ") + text + ' ' + std::to_string(number);
+    /// The values and what standard error got after `action`, which starts from the defaults.
+    template <typename Action>
+    std::string after(Action action) {
+        po::setDefaults(opts);
+        testing::internal::CaptureStderr();
+        action();
+        return (flag ? "true " : "false ") + text + ' ' + std::to_string(number) +
+               testing::internal::GetCapturedStderr();
     }
 
     po::Options opts;
@@ -31,55 +36,57 @@ struct OptionLibrary : testing::Test {
 
 } // namespace
 
-TEST_F(OptionLibrary, StoresUnderLongAndShortNames) {
-    const std::tuple<bool, bool, const char*, const char*, const char*> cases[] = {
-        {true, false, "long", "7", "false none 7"},
-        {false, true, "long", "7", "false 7 77"},
-        {true, true, "long", "7", "false none 7"},
-        {true, true, "n", "1", "true none 1"},
-        {true, true, "two", " 8 ", "false  8  8"},
-        {true, true, "number", "-3s", "false none -3"},
-        {true, true, "number", "x", "false none 77"},
-        {true, true, "number", "0x1", "false none 0"},
-        {true, true, "flag", "2", "false none 77"}};
-    for (const auto& [allow_long, allow_short, name, value, expected] : cases) {
-        po::setDefaults(opts);
-        EXPECT_TRUE(po::storePair(opts, allow_long, allow_short, name, value));
-        EXPECT_EQ(values(), expected) << name << ' ' << value;
-    }
-    po::storePair(opts, "number", "2147483648");
-    EXPECT_EQ(values(), "false none 77");
-    EXPECT_FALSE(po::storePair(opts, "-long", ""));
+TEST_F(OptionLibrary, LooksForLongNamesFirst) {
+    EXPECT_EQ(after([&] { po::storePair(opts, false, true, "long", "7"); }), "false 7 77");
+    EXPECT_EQ(after([&] { po::storePair(opts, "long", "7"); }), "false none 7");
+    EXPECT_EQ(after([&] { EXPECT_TRUE(po::storePair(opts, "two", " 8 ")); }), "false  8  8");
+    EXPECT_FALSE(po::storePair(opts, "-n", "8"));
 }
 
 TEST_F(OptionLibrary, ScansArgumentsToTheEnd) {
-    const std::pair<std::vector<const char*>, const char*> cases[] = {
+    std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"program"}, "false none 77"},
-        {{"--flag", "--flag", "--text=a=b", "file", "", "---number=3", "--text="}, "true  3"},
+        {{"--flag", "--flag", "--text=a=b", "file", "", "---number=3s", "--text="}, "true  3"},
         {{"", "--number", "10"}, "false none 1"},
-        {{"", "-n", "--number=9", "-t", "7"}, "false 7 77"},
+        {{"", "-n", "1", "-n", "--number=9", "-t", "7"}, "true 7 1"},
         {{"", "-", "--", "---", "--number=6", "-t"}, "false none 6"},
-        {{"", "-x"}, "false none 77"},
+        {{"", "--number=2147483648", "--flag=2", "-x"}, "false none 77"},
+        {{"", "--number=-0x10", "--number=ten"}, "false none 0"},
         {{"", "--n=3", "--flag"}, "true none 77Unknown option: `n' (value:`3')\n"},
         {{"", "-flag", "--text"}, "false none 77Unknown option: `flag' (value:`--text')\n"},
         {{"", "--=v"}, "false none 77Unknown option: `' (value:`v')\n"},
     };
-    for (auto [arguments, expected] : cases) {
-        po::setDefaults(opts);
-        testing::internal::CaptureStderr();
-        po::scanArgv(opts, static_cast<unsigned>(arguments.size()), arguments.data());
-        EXPECT_EQ(values() + testing::internal::GetCapturedStderr(), expected);
+    for (auto& [words, expected] : cases) {
+        const auto argc = static_cast<unsigned>(words.size());
+        EXPECT_EQ(after([&, argv = words.data()] { po::scanArgv(opts, argc, argv); }), expected);
     }
 }
 
+TEST_F(OptionLibrary, ReadsConfigurationLines) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"  number :\t10   # seconds\r", "false none 10"},
+        {"text:  a \t b\t\r\nnumber:9", "false a \t b 9"},
+        {"text: a#b #: c", "false a#b 77"},
+        {"text: a: b\ntext::x", "false :x 77"},
+        {"text: # none\ntext:\r\ntext\ntext a\n# text: a\n #\n\n", "false none 77"},
+        {"size: 3\nnumber: 5", "false none 5Unknown option: `size' (value:`3')\n"},
+        {"t: a", "false none 77Unknown option: `t' (value:`a')\n"},
+    };
+    for (const auto& [lines, expected] : cases) {
+        std::istringstream in(lines);
+        EXPECT_EQ(after([&] { po::scanFile(opts, in); }), expected);
+    }
+    po::parseConfigFile(opts, "/"); // opens, but cannot be read
+    EXPECT_EXIT(po::parseConfigFile(opts, "none"), testing::ExitedWithCode(1),
+                "^Failed to open config file: `none'\n$");
+}
+
 TEST(Help, IsLaidOutInColumns) {
-    const std::tuple<const char*, const char*, unsigned, const char*> cases[] = {
+    const std::tuple<const char*, const char*, unsigned, std::string> cases[] = {
         {"aa", "", 80, "        --aa"},
         {"h,aa", "text", 80, "  -h,   --aa  text"},
-        {"long,-x,-y,z", "t", 80, "  -x,   --long  t"},
         {"-hhhhh,long", "t", 80, "  -hhhhh, --long  t"},
         {"aa", "one two three", 20, "        --aa  one^two^three"},
-        {"aa", "1234567", 22, "        --aa  1234567"},
         {"aa", "12345 78", 22, "        --aa  12345^78"},
         {"aa", "12345678   90", 22, "        --aa  12345678^90"},
         {"aa", "1234567890", 22, "        --aa  12345678^90"},
@@ -96,10 +103,9 @@ TEST(Help, IsLaidOutInColumns) {
         opts.addOptions()(names, target, 0, text);
         std::ostringstream out;
         po::doHelp(out, opts, columns);
-        std::string lines; // where ^ stands for a new line with its help text in column 14
-        for (; *help != '\0'; ++help) {
-            lines += *help == '^' ? "\n              " : std::string(1, *help);
+        for (std::size_t at = 0; (at = help.find('^')) != std::string::npos;) {
+            help.replace(at, 1, "\n              "); // to the column of the help texts
         }
-        EXPECT_EQ(out.str(), lines + '\n');
+        EXPECT_EQ(out.str(), help + '\n');
     }
 }
