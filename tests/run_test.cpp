@@ -64,6 +64,7 @@ TEST_F(Run, LeavesWholeSegmentsAndAPlaylistOfThem) {
         {"", five, "v900000 T v100 T v450100 T v450101 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
         {"", five, "v900000 T v9 v80 v8 v450008 T v450009 T", "0 = 0:1 1:7 2:1 / 0 0 1 2 end / 2 "},
         {"", five, "v8589934591 T v0 T v450000 T v450001 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
+        {"", five, "x T v1 T", "0 = 0:3 1:1 / 0 0 1 end / 1 "},
         {"", "--duration=0", "v1 T T v2 T", "0 = 0:1 1:3 2:1 / 0 0 1 2 end / 2 "},
         {"", "--duration=-1", "v200000 T T a1", "0 = 0:1 1:1 2:2 / 0 0 1 2 end / 2 "},
         {"", "--duration=-1", "v1 T v900000 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
@@ -101,10 +102,12 @@ TEST_F(Run, LeavesWholeSegmentsAndAPlaylistOfThem) {
 }
 
 TEST_F(Run, PublishesASegmentAsSoonAsItIsCut) {
-    // One byte at a time up to the cut, and the rest only once segment 0 is listed.
-    const char* feed = "{ head -c 564 $input | dd bs=1; for i in $(seq 300); do sleep 0.1; grep -q "
-                       "vid.0000000000 live.m3u8 && tail -c +565 $input && break; done; }";
-    EXPECT_EQ(run("--window=3", stream(0, "T v1 T a1"), "", feed), "0 = 0:2 1:2 / 0 0 1 end / 1 ");
+    // One byte at a time up to the second cut, and the rest only once the playlist is as expected.
+    const char* feed = R"sh({ head -c 940 $input | dd bs=1; for i in $(seq 300); do sleep 0.1
+[ "$(tail -n +3 live.m3u8 | tr '\n' ' ')" = "#EXT-X-MEDIA-SEQUENCE:0000000001 #EXTINF:0, vid.0000000001.ts " ] &&
+tail -c +941 $input && break; done; })sh";
+    EXPECT_EQ(run("--duration=0 --window=2", stream(0, "v1 T v2 a1 T a1"), "", feed),
+              "0 1:3 2:2 / 1 1 2 end / 2 ");
 }
 
 TEST_F(Run, CutsRealStreams) {

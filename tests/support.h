@@ -53,8 +53,8 @@ inline std::string pesHeader(unsigned long long pts) {
 }
 
 /// The packets that `script` describes in words, on the PIDs of the muxer `mux_type`: T, a table
-/// packet that may cut; v<ticks>, the start of a video PES packet with that timestamp; a<n>, n
-/// other packets.
+/// packet that may cut; v<ticks>, the start of a video PES packet with that timestamp; x, one whose
+/// timestamp would lie beyond the packet's end; a<n>, n other packets.
 inline std::string stream(int mux_type, const std::string& script) {
     const unsigned video_pid = mux_type == 0 ? 0x100 : 0x40;
     std::istringstream words(script);
@@ -63,6 +63,8 @@ inline std::string stream(int mux_type, const std::string& script) {
         unsigned long long number = 0;
         if (kind == 'T') {
             packets += packet(mux_type == 0 ? 0x11 : 0, true);
+        } else if (kind == 'x') {
+            packets += packet(video_pid, true, pesHeader(1).substr(0, 13), packet_size - 13);
         } else if (words >> number; kind == 'v') {
             packets += packet(video_pid, true, pesHeader(number));
         } else {
