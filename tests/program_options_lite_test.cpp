@@ -90,6 +90,7 @@ TEST(Help, IsLaidOutInColumns) {
         {"aa", "12345 78", 22, "        --aa  12345^78"},
         {"aa", "12345678   90", 22, "        --aa  12345678^90"},
         {"aa", "1234567890", 22, "        --aa  12345678^90"},
+        {"aa", " 1234567890", 22, "        --aa   1234567^890"},
         {"aa", "1234567    ", 22, "        --aa  1234567"},
         {"aa", "a long first line\nb\n", 22, "        --aa  a long first line^b^"},
         {"aa", "one two three", 14, "        --aa  one two three"},

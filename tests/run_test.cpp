@@ -1,3 +1,4 @@
+#include "segmenter/packet_io.h"
 #include "tests/support.h"
 
 #include <cstdlib>
@@ -108,6 +109,14 @@ TEST_F(Run, PublishesASegmentAsSoonAsItIsCut) {
 tail -c +941 $input && break; done; })sh";
     EXPECT_EQ(run("--duration=0 --window=2", stream(0, "v1 T v2 a1 T a1"), "", feed),
               "0 1:3 2:2 / 1 1 2 end / 2 ");
+}
+
+TEST(SegmentFile, TakesNothingMoreAfterAFailure) {
+    std::ofstream file;
+    file.rdbuf()->pubsetbuf(nullptr, 0);
+    file.open("/dev/full");
+    appendPacket(file, {});
+    EXPECT_TRUE(file.bad());
 }
 
 TEST_F(Run, CutsRealStreams) {
