@@ -17,12 +17,13 @@ std::string composePlaylist(const Options& settings, unsigned int first, unsigne
         entry += '/';
     }
 
-    std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:" + duration +
-                       "\n#EXT-X-MEDIA-SEQUENCE:" + segmentNumber(first) + '\n';
+    std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:" + duration + "\n#EXT-X-MEDIA-SEQUENCE:";
+    appendSegmentNumber(text, first);
+    text += '\n';
     const unsigned int end = count == 0 ? 0 : count - 1;
     for (unsigned int n = first; n < end; ++n) {
         text += entry;
-        text += segmentName(n);
+        appendSegmentName(text, n);
         text += '\n';
     }
     if (settings.window == 0 || is_final) {

@@ -1,12 +1,20 @@
 #include "playlist/segment_name.h"
 
-std::string segmentNumber(std::uint32_t number) {
+void appendSegmentNumber(std::string& text, std::uint32_t number) {
     constexpr std::size_t digit_count = 10;
-    std::string digits(digit_count, '0');
-    for (auto digit = digits.rbegin(); number != 0; ++digit, number /= 10) {
+    text.append(digit_count, '0');
+    for (auto digit = text.rbegin(); number != 0; ++digit, number /= 10) {
         *digit = static_cast<char>('0' + number % 10);
     }
-    return digits;
 }
 
-std::string segmentName(std::uint32_t number) { return "vid." + segmentNumber(number) + ".ts"; }
+void appendSegmentName(std::string& text, std::uint32_t number) {
+    text += "vid.";
+    appendSegmentNumber(text, number);
+    text += ".ts";
+}
+
+std::string segmentName(std::string prefix, std::uint32_t number) {
+    appendSegmentName(prefix, number);
+    return prefix;
+}

@@ -12,7 +12,7 @@ bool updateSlidingWindow(Options& settings, unsigned int& first, unsigned int co
     }
     const auto window = static_cast<unsigned int>(settings.window);
     while (first < count && window < count - first) {
-        std::ignore = std::remove((settings.prefix + segmentName(first)).c_str());
+        std::ignore = std::remove(segmentName(settings.prefix, first).c_str());
         ++first;
     }
     return true;

@@ -18,5 +18,5 @@ void runShell(const std::string& command) { std::ignore = std::system(command.c_
 void removeMarker() { runShell(std::string("rm ") + marker_path); }
 
 void writeMarker(unsigned int last) {
-    runShell("echo /www/hls_vod/" + segmentName(last) + " > " + marker_path);
+    runShell(segmentName("echo /www/hls_vod/", last) + " > " + marker_path);
 }

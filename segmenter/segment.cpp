@@ -7,7 +7,7 @@
 #include <iostream>
 
 bool openSegment(Options& settings, std::ofstream& file, unsigned int& first, unsigned int& count) {
-    file.open(settings.prefix + segmentName(count), std::ios::binary);
+    file.open(segmentName(settings.prefix, count), std::ios::binary);
     ++count;
     if (!file.is_open()) {
         std::cout << "File open error! " << std::endl;
