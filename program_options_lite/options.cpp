@@ -40,16 +40,17 @@ Options::~Options() {
 }
 
 void Options::addOption(OptionBase* option) {
-    Names* entry = entries.emplace_back(new Names(option));
-    const std::string& spec = option->name_spec;
+    Names* entry = entries.emplace_back(new Names);
+    entry->option = option;
+    const std::string& names = option->name_spec;
 
     std::size_t start = 0;
     std::size_t comma = 0;
     do {
-        comma = spec.find(',', start);
-        const bool dashed = spec.compare(start, 1, "-") == 0;
+        comma = names.find(',', start);
+        const bool dashed = names.compare(start, 1, "-") == 0;
         start += dashed ? 1 : 0;
-        const std::string name = spec.substr(start, comma - start);
+        const std::string name = names.substr(start, comma - start);
         const bool is_short = dashed || name.size() == 1;
         (is_short ? entry->short_names : entry->long_names).push_back(name);
         (is_short ? short_name_map : long_name_map)[name].push_back(entry);

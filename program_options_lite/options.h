@@ -55,14 +55,14 @@ class Options {
 public:
     /// One registered option with its names in the order of its name spec.
     struct Names {
-        explicit Names(OptionBase* owned) : option(owned) {}
+        Names() = default;
         Names(const Names&) = delete;
         Names& operator=(const Names&) = delete;
         ~Names() { delete option; }
 
         std::list<std::string> long_names;
         std::list<std::string> short_names;
-        OptionBase* option; ///< owned; may be null
+        OptionBase* option = nullptr; ///< owned; may be null
     };
     using NameMap = std::map<std::string, std::list<Names*>>;
 
