@@ -120,8 +120,8 @@ TEST(SegmentFile, TakesNothingMoreAfterAFailure) {
 }
 
 TEST_F(Run, CutsRealStreams) {
-    EXPECT_EQ(run("--duration=3", readFile(STREAMS "ffmpeg.ts")),
+    EXPECT_EQ(run("--duration=3", readFile(ROOT "demo/streams/ffmpeg.ts")),
               "0 = 0:89 1:376 2:382 3:280 / 0 0 1 2 3 end / 3 ");
-    EXPECT_EQ(run("--duration=3 --mux_type=1", readFile(STREAMS "gst.ts")),
+    EXPECT_EQ(run("--duration=3 --mux_type=1", readFile(ROOT "demo/streams/gst.ts")),
               "0 = 0:15 1:277 2:275 3:277 4:228 / 0 0 1 2 3 4 end / 4 ");
 }
