@@ -64,7 +64,7 @@ inline std::string stream(int mux_type, const std::string& script) {
         if (kind == 'T') {
             packets += packet(mux_type == 0 ? 0x11 : 0, true);
         } else if (kind == 'x') {
-            packets += packet(video_pid, true, pesHeader(1).substr(0, 13), packet_size - 13);
+            packets += packet(video_pid, true, pesHeader(900000).substr(0, 13), packet_size - 13);
         } else if (words >> number; kind == 'v') {
             packets += packet(video_pid, true, pesHeader(number));
         } else {
