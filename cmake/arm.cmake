@@ -1,7 +1,5 @@
 # 32-bit ARM with hardware floating point, by Debian's g++-arm-linux-gnueabihf.
-set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
-set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${CMAKE_FIND_ROOT_PATH})
+set(target arm-linux-gnueabihf)
+set(emulator qemu-arm)
 include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)

@@ -1,7 +1,5 @@
 # 64-bit ARM, by Debian's g++-aarch64-linux-gnu.
-set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L ${CMAKE_FIND_ROOT_PATH})
+set(target aarch64-linux-gnu)
+set(emulator qemu-aarch64)
 include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <tuple>
 
 namespace {
@@ -14,11 +15,11 @@ input=$PWD/input; report=$PWD/report
 mount -t tmpfs tmpfs /run && mkdir /run/work && cd /run/work || exit
 @setup
 @feed | @program @arguments >/run/out
-{ echo $?; cat vid.*.ts >/run/all
+{ echo $?; cat ${prefix}vid.*.ts >/run/all
 head -c $(($(stat -c %s $input) / 188 * 188)) $input | cmp -s - /run/all && echo =
-for f in vid.*.ts; do echo $f:$(($(stat -c %s $f) / 188)); done | grep -v '*'; echo /
-grep -v 'M3U\|DURATION\|INF' live.m3u8; echo /; cat /run/vod /run/out | head -c 52
-} | sed -E 's/.*(vid.|CE:)0{0,9}([0-9]+)(.ts)?/\2/; s/#EXT-X-ENDLIST/end/' | tr '\n' ' ' >$report
+for f in ${prefix}vid.*.ts; do echo $f:$(($(stat -c %s $f) / 188)); done | grep -v '*'; echo /
+grep -v 'M3U\|DURATION\|INF' ${playlist:-live.m3u8}; echo /; cat /run/vod /run/out | head -c 52
+} | sed -E 's/(.www.hls_vod.)?(vid.|#EXT-X-MEDIA-SEQUENCE:)0{0,9}([0-9]+)(.ts)?/\3/; s/#EXT-X-ENDLIST/end/' | tr '\n' ' ' >$report
 )";
 
 /// Runs the program with shell words as `arguments` on `input` in an empty directory, after `setup`
@@ -26,11 +27,13 @@ grep -v 'M3U\|DURATION\|INF' live.m3u8; echo /; cat /run/vod /run/out | head -c 
 ///
 /// Returns the exit status; "=" if the segments are the input's whole packets; number:packets of
 /// each segment file; "/"; the playlist's first number, the numbers it lists and "end" for an end
-/// tag; "/"; the number in the marker; what the program printed,
-/// as far as 52 characters go.
+/// tag; "/"; the number in the marker; what the program printed, as far as 52 characters go.
+/// `setup` sets $prefix and $playlist where `arguments` do.
 std::string run(const std::string& arguments, const std::string& input, const char* setup = "",
                 const char* feed = "cat $input") {
-    const std::string directory = scratchDirectory();
+    const std::string directory = testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directory(directory);
     std::string script = shell_script;
     for (const auto& [word, text] : {std::pair("@setup", setup),
                                      {"@feed", feed},
@@ -38,8 +41,8 @@ std::string run(const std::string& arguments, const std::string& input, const ch
                                      {"@arguments", arguments.c_str()}}) {
         script.replace(script.find(word), std::strlen(word), text);
     }
-    writeFile(directory + "/script", script);
-    writeFile(directory + "/input", input);
+    std::ofstream(directory + "/script") << script;
+    std::ofstream(directory + "/input", std::ios::binary) << input;
     std::ignore = std::system(("cd " + directory + "; unshare -rm sh script 2>/dev/null").c_str());
     return readFile(directory + "/report");
 }
@@ -56,19 +59,16 @@ struct Run : testing::Test {
 } // namespace
 
 TEST_F(Run, LeavesWholeSegmentsAndAPlaylistOfThem) {
-    const auto five = "--duration=5"s;
     const std::tuple<const char*, std::string, const char*, const char*> cases[] = {
         // Where a segment begins.
-        {"", five, "a1 T v1 T a1 T", "0 = 0:3 1:3 / 0 0 1 end / 1 "},
-        {"", five, "T T v0 T", "0 = 0:4 / 0 0 end / 0 "},
-        {"", five, "v126000 T v576000 T v576001 a1 T", "0 = 0:1 1:5 2:1 / 0 0 1 2 end / 2 "},
-        {"", five, "v900000 T v100 T v450100 T v450101 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
-        {"", five, "v900000 T v9 v80 v8 v450008 T v450009 T", "0 = 0:1 1:7 2:1 / 0 0 1 2 end / 2 "},
-        {"", five, "v8589934591 T v0 T v450000 T v450001 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
-        {"", five, "x T v1 T", "0 = 0:3 1:1 / 0 0 1 end / 1 "},
+        {"", "", "a1 T v1 T a1 T", "0 = 0:3 1:3 / 0 0 1 end / 1 "},
+        {"", "", "v126000 T v576000 T v576001 a1 T", "0 = 0:1 1:5 2:1 / 0 0 1 2 end / 2 "},
+        {"", "", "v900000 T v100 T v450100 T v450101 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
+        {"", "", "v900000 T v9 v80 v8 v450008 T v450009 T", "0 = 0:1 1:7 2:1 / 0 0 1 2 end / 2 "},
+        {"", "", "v8589934591 T v0 T v450000 T v450001 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
+        {"", "", "x900000 T v1 T", "0 = 0:3 1:1 / 0 0 1 end / 1 "},
         {"", "--duration=0", "v1 T T v2 T", "0 = 0:1 1:3 2:1 / 0 0 1 2 end / 2 "},
         {"", "--duration=-1", "v200000 T T a1", "0 = 0:1 1:1 2:2 / 0 0 1 2 end / 2 "},
-        {"", "--duration=-1", "v1 T v900000 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
         {"", "--duration=2147483647", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
         {"", "--duration=-2147483648", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
         // What else may come: too little input, an unreadable one, things in the way, a full disk.
@@ -77,28 +77,32 @@ TEST_F(Run, LeavesWholeSegmentsAndAPlaylistOfThem) {
          "1 / /         --help           this help text         --pr"},
         {"", "--prefix=no/", "T", "0 / / 0 File open error!  "},
         {"mkdir vid.0000000000.ts", "", "T", "0 0:0 / 0 0 end / 0 File open error!  "},
-        {"mkdir vid.0000000001.ts", "", "v1 T", "0 0:1 1:0 / 0 0 1 end / 1 File open error!  "},
-        {"mkdir -p live.m3u8/x", "", "v1 T a1", "0 = 0:1 1:2 / / 1 "},
-        {"echo 9 >live.m3u8; mkdir live.m3u8.tmp", "", "v1 T", "0 = 0:1 1:1 / 9 / 1 "},
+        {"mkdir vid.0000000001.ts", "--duration=0", "v1 T",
+         "0 0:1 1:0 / 0 0 1 end / 1 File open error!  "},
+        {"mkdir -p live.m3u8/x", "--duration=0", "v1 T a1", "0 = 0:1 1:2 / / 1 "},
+        {"echo 9 >live.m3u8; mkdir live.m3u8.tmp", "--duration=0", "v1 T", "0 = 0:1 1:1 / 9 / 1 "},
         {"echo 9 >live.m3u8; ln -s /dev/full live.m3u8.tmp", "", "T", "0 = 0:1 / 9 / 0 "},
-        {"", "'--url_prefix=$(rm live.m3u8)`rm vid*`'", "T", "0 = 0:1 / 0 0 end / 0 "},
+        {"", "'--url_prefix=$(rm *)`rm *`'", "T", "0 = 0:1 / 0 $(rm *)`rm *`/0 end / 0 "},
+        {"prefix=x. playlist=x.y", "--prefix=x. --playlist_name=y --size=3 word", "T",
+         "0 = x.0:1 / 0 0 end / 0 "},
         {"", "<.", "T", "0 / 0 end / "},
-        {"", "--window=2", "a1 v1 T v2 T v3 T v4 T", "0 3:2 4:1 / 3 3 4 end / 4 "},
-        {"", "--window=1", "v1 T v2 T v3", "0 2:2 / 2 2 end / 2 "},
-        {"", "--window=-1", "v1 T v2 T v3", "0 = 0:1 1:2 2:2 / 0 0 1 2 end / 2 "},
+        {"", "--duration=0 --window=2", "a1 v1 T v2 T v3 T v4 T", "0 3:2 4:1 / 3 3 4 end / 4 "},
+        {"", "--duration=0 --window=1", "v1 T v2 T v3", "0 2:2 / 2 2 end / 2 "},
+        {"", "--duration=0 --window=-1", "v1 T v2 T v3", "0 = 0:1 1:2 2:2 / 0 0 1 2 end / 2 "},
         // Segment 1 does not fit on the disk; once the window has passed it, all is whole again.
-        {"mount -t tmpfs -o size=64k tmpfs $PWD; cd $PWD", "--window=2",
+        {"mount -t tmpfs -o size=64k tmpfs $PWD; cd $PWD", "--duration=0 --window=2",
          "v1 T a600 v2 T v3 T v4 T a1 v5 T a1", "0 4:3 5:2 / 4 4 5 end / 5 "},
     };
     for (const auto& [setup, arguments, script, report] : cases) {
         for (const int mux_type : {0, 1}) {
             const std::string partial_packet(187, 'p');
-            EXPECT_EQ(run("--duration=0 --mux_type=" + std::to_string(mux_type) + ' ' + arguments,
+            EXPECT_EQ(run("--mux_type=" + std::to_string(mux_type) + ' ' + arguments,
                           stream(mux_type, script) + partial_packet, setup),
                       report)
                 << setup << arguments << script;
         }
     }
+    EXPECT_TRUE(run("", stream(0, "T")).starts_with("1 / /         --help "));
     EXPECT_EQ(run("--mux_type=2", stream(0, "v1 T v900000 T")), "0 = 0:4 / 0 0 end / 0 ");
 }
 
