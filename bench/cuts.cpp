@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     unsigned int first =
         settings.window == 0 ? 0 : count - static_cast<unsigned int>(settings.window);
 
-    std::ofstream file;
+    SegmentFile file;
     for (int cuts = std::stoi(argv[3]); cuts > 0; --cuts) {
         if (!openSegment(settings, file, first, count)) {
             return EXIT_FAILURE;

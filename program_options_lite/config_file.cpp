@@ -33,9 +33,11 @@ void parseConfigFile(Options& opts, const std::string& filename) {
 }
 
 void scanFile(Options& opts, std::istream& in) {
-    for (std::string line; std::getline(in, line);) {
-        scanLine(opts, line);
-    }
+    do {
+        std::string line;
+        std::getline(in, line);
+        scanLine(opts, line); // also what came before a read error; nothing, at the end
+    } while (!in.fail());
 }
 
 void scanLine(Options& opts, std::string& line) {

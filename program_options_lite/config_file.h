@@ -15,7 +15,8 @@ namespace vex::program_options_lite {
 /// standard error, when the file cannot be opened.
 void parseConfigFile(Options& opts, const std::string& filename);
 
-/// Applies every line of `in`, up to its end or to a read error.
+/// Applies every line of `in`, up to its end or to a read error; what was read of a line before an
+/// error is applied too.
 void scanFile(Options& opts, std::istream& in);
 
 /// Applies one line, given without its newline. White space (blank, tab, newline, carriage return)

@@ -3,10 +3,6 @@
 #include <cstdint>
 #include <string>
 
-/// Values of Options::mux_type that the program knows; any other is accepted and never cuts.
-inline constexpr std::int32_t mux_ffmpeg = 0;
-inline constexpr std::int32_t mux_gst = 1;
-
 /// The settings of one run: filled once from the command line, only read afterwards.
 ///
 /// No value is checked for range; whoever reads a field says what odd values do.
@@ -17,7 +13,7 @@ public:
     std::string playlist_name; ///< file name of the playlist, behind `prefix`
     std::int32_t duration = 5; ///< length of a segment in seconds
     std::int32_t window = 0;   ///< segment files kept on disk; 0 keeps all
-    std::int32_t mux_type = 0; ///< muxer that made the input: mux_ffmpeg or mux_gst
+    std::int32_t mux_type = 0; ///< muxer that made the input: 0 FFmpeg, 1 GStreamer
 
     /// Gives every field its default, then what the command line says.
     ///

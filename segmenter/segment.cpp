@@ -6,10 +6,10 @@
 
 #include <iostream>
 
-bool openSegment(Options& settings, std::ofstream& file, unsigned int& first, unsigned int& count) {
-    file.open(segmentName(settings.prefix, count), std::ios::binary);
+bool openSegment(Options& settings, SegmentFile& file, unsigned int& first, unsigned int& count) {
+    const bool is_open = file.open(segmentName(settings.prefix, count));
     ++count;
-    if (!file.is_open()) {
+    if (!is_open) {
         std::cout << "File open error! " << std::endl;
         return false;
     }

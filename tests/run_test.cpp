@@ -1,6 +1,9 @@
-#include "segmenter/packet_io.h"
+#include "segmenter/segment_file.h"
 #include "tests/support.h"
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -115,12 +118,20 @@ tail -c +941 $input && break; done; })sh";
               "0 1:3 2:2 / 1 1 2 end / 2 ");
 }
 
-TEST(SegmentFile, TakesNothingMoreAfterAFailure) {
-    std::ofstream file;
-    file.rdbuf()->pubsetbuf(nullptr, 0);
-    file.open("/dev/full");
-    appendPacket(file, {});
-    EXPECT_TRUE(file.bad());
+TEST(SegmentFile, KeepsWholePacketsWhenTheDiskIsFull) {
+    // What a file may grow to stands for the space on the disk.
+    std::ignore = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {1000, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const std::string packets = stream(0, "a8");
+    SegmentFile file;
+    EXPECT_TRUE(file.open("segment_file_test.ts"));
+    file.append(packets);
+    const rlimit no_limit = {RLIM_INFINITY, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &no_limit);
+    file.append(packet(0, false));
+    file.close();
+    EXPECT_EQ(readFile("segment_file_test.ts"), stream(0, "a5"));
 }
 
 TEST_F(Run, CutsRealStreams) {

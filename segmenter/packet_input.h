@@ -1,0 +1,26 @@
+#pragma once
+
+#include "tsinspect/ts.h"
+
+#include <array>
+#include <cstddef>
+
+/// Standard input as a sequence of packets, which are looked at where they were read to.
+class PacketInput {
+public:
+    /// Reads on, until there is a whole packet or more; waits for no more than that. False at the
+    /// end of the input, which may come within a packet, and after a read error.
+    bool read();
+
+    /// The whole packets that the last read() brought, valid until the next.
+    [[nodiscard]] char* begin() { return buffer.data(); }
+    [[nodiscard]] char* end() { return buffer.data() + whole; }
+
+private:
+    /// As many packets as fit into what a pipe holds, 64 KiB.
+    static constexpr std::size_t capacity = std::size_t{64} * 1024 / packet_size * packet_size;
+
+    std::array<char, capacity> buffer;
+    std::size_t filled = 0; // bytes in the buffer
+    std::size_t whole = 0;  // those of them that are whole packets
+};

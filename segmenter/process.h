@@ -1,0 +1,10 @@
+#pragma once
+
+/// Opens /dev/null in place of standard input, output and error where the program was started
+/// without them, so that no file that it writes gets their numbers.
+void fillStandardDescriptors();
+
+/// From here on, INT, TERM and HUP make standard input end: reads find no more, also one that is
+/// waiting. A second signal ends the process at once. Signals that were ignored, as nohup has it,
+/// stay so.
+void endInputOnSignals();
