@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tsinspect/ts.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -10,11 +12,10 @@ struct MuxerPIDs {
     std::uint32_t cut;   ///< table packets that a segment may begin with
 };
 
-/// By Options::mux_type. FFmpeg's cut packets are the SDT (ETSI EN 300 468, 5.1.3), GStreamer's the
-/// PAT (ISO/IEC 13818-1, 2.4.4.3).
+/// By Options::mux_type.
 inline constexpr MuxerPIDs muxer_pids[] = {
-    {.video = 0x0100, .cut = 0x0011}, // FFmpeg
-    {.video = 0x0040, .cut = 0x0000}, // GStreamer
+    {.video = 0x0100, .cut = sdt_pid}, // FFmpeg
+    {.video = 0x0040, .cut = pat_pid}, // GStreamer
 };
 
 /// The PIDs of muxer `mux_type`, or null for one that is not known.

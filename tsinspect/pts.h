@@ -7,6 +7,17 @@
 /// Ticks a second of the clock that timestamps count (ISO/IEC 13818-1, 2.4.3.7).
 inline constexpr std::uint32_t ticks_per_second = 90000;
 
+/// Timestamps count modulo 2^33.
+inline constexpr std::uint64_t pts_modulus = std::uint64_t{1} << 33U;
+
+/// The way from timestamp `from` to `to` in ticks: forward, or backward as a negative number,
+/// whichever is shorter across the wrap of the clock.
+constexpr std::int64_t ticksBetween(std::uint64_t from, std::uint64_t to) {
+    const std::uint64_t forward = (to - from) % pts_modulus;
+    return static_cast<std::int64_t>(forward) -
+           (forward < pts_modulus / 2 ? 0 : static_cast<std::int64_t>(pts_modulus));
+}
+
 /// Joins the five pieces of a 33-bit timestamp, named by the bits of the timestamp that they hold
 /// (ISO/IEC 13818-1, 2.4.3.6), into 90 kHz ticks, 0 to 2^33 - 1.
 constexpr std::uint64_t joinPTS(std::uint64_t bits_32_30, std::uint32_t bits_29_22,

@@ -8,6 +8,15 @@ class Options;
 /// Bytes of a transport packet (ISO/IEC 13818-1, 2.4.3.2).
 inline constexpr int packet_size = 188;
 
+/// What a transport packet begins with (ISO/IEC 13818-1, 2.4.3.3).
+inline constexpr std::uint32_t sync_byte = 0x47;
+
+/// PIDs with a fixed meaning (ISO/IEC 13818-1, 2.4.3.3; ETSI EN 300 468, 5.1.3).
+inline constexpr std::uint32_t pat_pid = 0x0000;  ///< program association table
+inline constexpr std::uint32_t sdt_pid = 0x0011;  ///< service description table
+inline constexpr std::uint32_t null_pid = 0x1FFF; ///< packets that only fill the stream
+inline constexpr std::uint32_t pid_count = 0x2000;
+
 /// The header of a transport packet (ISO/IEC 13818-1, 2.4.3.2): its bytes 0 to 3, copied in as
 /// they are. Compilers for little-endian targets allocate bit fields from the least significant
 /// bit up, so the fields of one byte stand here in the reverse of the standard's order.

@@ -1,0 +1,312 @@
+#include "check/findings.h"
+
+#include "check/text.h"
+#include "tsinspect/muxer.h"
+#include "tsinspect/pts.h"
+#include "tsinspect/ts.h"
+
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <optional>
+
+namespace {
+
+constexpr std::int32_t mux_ffmpeg = 0;
+constexpr std::int32_t mux_gst = 1;
+
+/// The smallest window with which every player starts: four listed segments and the one being
+/// written. One more lets a player fetch the oldest in peace.
+constexpr std::int32_t smallest_window = 5;
+constexpr const char* good_window = "--window=6";
+
+bool isGst(const Options& settings) { return settings.mux_type == mux_gst; }
+
+std::string by(const Options& settings, const char* ffmpeg, const char* gst) {
+    return isGst(settings) ? gst : ffmpeg;
+}
+
+std::string share(std::uint64_t part, std::uint64_t whole, std::string_view noun) {
+    return std::to_string(part) + " of " + counted(whole, noun);
+}
+
+/// True where sync bytes stand every `size` bytes from the `offset`th on in what the stream begins
+/// with.
+bool hasPackets(const std::string& bytes, std::size_t size, std::size_t offset) {
+    for (std::size_t at = offset; at < bytes.size(); at += size) {
+        if (static_cast<unsigned char>(bytes[at]) != sync_byte) {
+            return false;
+        }
+    }
+    return bytes.size() > offset + 8 * size; // fewer could be chance
+}
+
+/// Where packets of `size` bytes begin in what the stream begins with.
+std::optional<std::size_t> findPackets(const std::string& bytes, std::size_t size) {
+    for (std::size_t offset = 0; offset < size; ++offset) {
+        if (hasPackets(bytes, size, offset)) {
+            return offset;
+        }
+    }
+    return std::nullopt;
+}
+
+/// True where so many sync bytes are missing that nothing else can be said of the stream.
+bool isNoise(const StreamFacts& facts) { return facts.without_sync_byte * 2 >= facts.packets; }
+
+/// The options that put a cut packet, PAT and PMT in front of every key frame, and nowhere else:
+/// key frames come one frame after the duration, in which a cut becomes due.
+std::string alignedOptions(const StreamFacts& facts, const Options& settings) {
+    const double rate = frameRate(facts);
+    if (rate == 0 || settings.duration <= 0) {
+        return {};
+    }
+    const double frames = std::floor(settings.duration * rate + 1e-6) + 1;
+    const std::string interval = decimal(frames / rate, 6);
+    if (isGst(settings)) {
+        return "demo/gst-aligned, with KEY_FRAME_INTERVAL = " + decimal(frames / rate * 1e9, 0);
+    }
+    return "-r " + decimal(rate) + " -g " + decimal(frames, 0) + " -sc_threshold 0 -sdt_period " +
+           interval + " -mpegts_flags +pat_pmt_at_frames";
+}
+
+using Answer = std::optional<Finding>;
+
+/// An answer where the stream has packets of another size than 188 bytes.
+Answer otherPacketSize(const StreamFacts& facts, const Options& settings) {
+    constexpr std::size_t size_with_time = 192;
+    constexpr std::size_t size_with_correction = 204;
+    if (findPackets(facts.beginning, size_with_time)) {
+        return Finding{
+            .reason = "This is a stream of 192 bytes a packet, with four bytes of time "
+                      "in front of each, and not of 188.",
+            .remedy = "Have the muxer leave these out.",
+            .to_copy = by(settings, "-f mpegts -mpegts_m2ts_mode 0", "mpegtsmux m2ts-mode=false")};
+    }
+    if (findPackets(facts.beginning, size_with_correction)) {
+        return Finding{.reason = "This is a stream of 204 bytes a packet, with sixteen bytes of "
+                                 "error correction behind each, and not of 188.",
+                       .remedy = "Have the receiver leave these out, or write the stream anew.",
+                       .to_copy = "ffmpeg -i ... -c copy -f mpegts -"};
+    }
+    return std::nullopt;
+}
+
+Answer noTransportStream(const StreamFacts& facts, const Options& settings) {
+    if (facts.packets == 0) {
+        return Finding{.reason = "No whole packet came.",
+                       .remedy = "Look at what the muxer says; it may not have started."};
+    }
+    if (facts.without_sync_byte == 0) {
+        return std::nullopt;
+    }
+    if (Answer answer = otherPacketSize(facts, settings)) {
+        return answer;
+    }
+    const std::string missing =
+        share(facts.without_sync_byte, facts.packets, "packet") + " without a sync byte";
+    const auto offset = findPackets(facts.beginning, packet_size);
+    if (!isNoise(facts) || offset == 0U) {
+        return Finding{.reason = "Bytes are missing: " + missing + ", the first of them packet " +
+                                 std::to_string(facts.first_without_sync_byte) + ".",
+                       .remedy = "Look for what drops bytes between the muxer and here."};
+    }
+    if (offset) {
+        return Finding{.reason = "The first packet begins only " + counted(*offset, "byte") +
+                                 " into the stream.",
+                       .remedy = "Begin with a whole packet: start the muxer with the segmenter."};
+    }
+    return Finding{.reason = "This is not a transport stream: " + missing + ".",
+                   .remedy = "Have the muxer write MPEG-2 transport packets.",
+                   .to_copy = by(settings, "-f mpegts", "mpegtsmux")};
+}
+
+Answer videoElsewhere(const StreamFacts& facts, const Options& settings) {
+    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    if (muxer == nullptr || facts.frames > 0) {
+        return std::nullopt;
+    }
+    const std::string nothing = "No video begins on PID " + pidName(muxer->video);
+    if (facts.other_video.size == 0) {
+        return Finding{.reason = nothing + ", nor on any other.",
+                       .remedy = "Add a video stream; its PES packets need stream id 0xE0."};
+    }
+    std::string elsewhere;
+    for (std::ptrdiff_t i = 0; i < facts.other_video.size; ++i) {
+        elsewhere += (i == 0 ? "" : ", ") + pidName(facts.other_video.entries[i].pid);
+    }
+    Finding finding{.reason = nothing + ", but on " + elsewhere + "."};
+    const std::int32_t other_type = isGst(settings) ? mux_ffmpeg : mux_gst;
+    if (facts.other_video.entries[0].pid == findMuxer(other_type)->video) {
+        finding.remedy = "That is the PID of the other muxer's video.";
+        finding.to_copy = "--mux_type=" + std::to_string(other_type);
+    } else if (isGst(settings)) {
+        finding.remedy = "Ask mpegtsmux for the pad whose number is this PID.";
+        finding.to_copy = "... ! h264parse ! mux.sink_64";
+    } else {
+        finding.remedy = "Put video first into the stream, on the muxer's first PID.";
+        finding.to_copy = "-map 0:v:0 -map 0:a:0 -mpegts_start_pid 256";
+    }
+    return finding;
+}
+
+Answer noCutPackets(const StreamFacts& facts, const Options& settings) {
+    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    if (muxer == nullptr || facts.cut_packets > 0) {
+        return std::nullopt;
+    }
+    return Finding{.reason = "No packet came on PID " + pidName(muxer->cut) +
+                             ", with which segments begin.",
+                   .remedy = by(settings,
+                                "FFmpeg writes this table, the SDT, by itself; give its muxer a "
+                                "period, and let nothing behind it take the table out.",
+                                "This is the PAT, which every muxer writes: let nothing behind the "
+                                "muxer take it out."),
+                   .to_copy = by(settings, "-sdt_period 0.5", "")};
+}
+
+Answer fallingTimestamps(const StreamFacts& facts, const Options& settings) {
+    constexpr std::uint64_t often = 10; // once in so many frames, or more often
+    if (facts.falls == 0) {
+        return std::nullopt;
+    }
+    const std::string reason = "Timestamps fall back " + counted(facts.falls, "time") + " in " +
+                               counted(facts.frames, "frame");
+    if (facts.falls * often < facts.frames) {
+        return Finding{.reason = reason + ": the source began anew, and the cut after that comes a "
+                                          "whole duration later.",
+                       .remedy = "Start the segmenter anew with its source."};
+    }
+    return Finding{.reason =
+                       reason + ", as B-frames make them, and each fall puts the next cut off.",
+                   .remedy = "Make the encoder do without B-frames.",
+                   .to_copy = by(settings, "-bf 0", "x264enc bframes=0")};
+}
+
+Answer nothingCut(const StreamFacts& facts, const Options& settings) {
+    const std::int64_t duration = std::int64_t{settings.duration} * ticks_per_second;
+    if (duration <= 0 || facts.uncut_time <= 2 * duration) {
+        return std::nullopt;
+    }
+    Finding finding{.reason = "Nothing was cut in the last " + seconds(facts.uncut_time) +
+                              ", although --duration is " + std::to_string(settings.duration) + ".",
+                    .remedy = "Mend what is said above."};
+    if (findMuxer(settings.mux_type) == nullptr) {
+        finding.remedy = "Say which muxer made the stream.";
+        finding.to_copy = "--mux_type=0 or --mux_type=1";
+    } else if (facts.falls == 0 && facts.cut_packets > 0 && facts.frames > 0) {
+        finding.remedy = "Let tables go on coming, the same time apart:";
+        finding.to_copy = alignedOptions(facts, settings);
+    }
+    return finding;
+}
+
+Answer badBeginnings(const StreamFacts& facts, const Options& settings) {
+    const std::uint64_t keyless = facts.segments - facts.with_key_frame;
+    const std::uint64_t tableless = facts.segments - facts.with_tables;
+    if (facts.frames == 0 || (keyless == 0 && tableless == 0)) {
+        return std::nullopt;
+    }
+    const std::string where = " of " + counted(facts.segments, "segment");
+    const std::string no_key = std::to_string(keyless) + where + " without a key frame first";
+    const std::string no_tables =
+        std::to_string(tableless) + where + " without PAT and PMT in front of the video";
+    const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
+    return Finding{
+        .reason = (keyless == 0     ? no_tables
+                   : tableless == 0 ? no_key
+                                    : no_key + ", " + no_tables) +
+                  ": players cannot begin there.",
+        .remedy = (distance == 0 ? "" : "Key frames come every " + seconds(distance) + " now. ") +
+                  by(settings,
+                     "Have an SDT written in front of every key frame, and PAT and PMT in front of "
+                     "every frame:",
+                     "Ask the encoder for key frames with all headers from an application, so that "
+                     "a PAT comes in front of each and nowhere else:"),
+        .to_copy = alignedOptions(facts, settings)};
+}
+
+Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
+    if (facts.misstated == 0) {
+        return std::nullopt;
+    }
+    const double usual = static_cast<double>(facts.lengths.get()) / 100;
+    Finding finding{.reason = share(facts.misstated, facts.measured, "segment") +
+                              " not as long as the playlist says, rounded to seconds (RFC 8216, "
+                              "4.3.3.1): " +
+                              decimal(usual) + " s as a rule, not " +
+                              std::to_string(settings.duration) + " s."};
+    // Less than the length, so that the cut is due in time, and no less than what it rounds to.
+    const double fitting = std::floor(usual);
+    if (fitting >= 1 && usual > fitting && usual < fitting + 0.5 && fitting != settings.duration) {
+        finding.remedy = "Let the playlist say what is true.";
+        finding.to_copy = "--duration=" + decimal(fitting, 0);
+    } else {
+        finding.remedy = "A segment ends with the first table after its duration: let tables and "
+                         "key frames come one frame later than that:";
+        finding.to_copy = alignedOptions(facts, settings);
+    }
+    return finding;
+}
+
+Answer lostPackets(const StreamFacts& facts, const Options& settings) {
+    if (facts.lost.sum == 0) {
+        return std::nullopt;
+    }
+    std::string places;
+    for (std::ptrdiff_t i = 0; i < facts.lost.size; ++i) {
+        const auto& [pid, count] = facts.lost.entries[i];
+        places += (i == 0 ? "" : ", ") + std::to_string(count) + " on PID " + pidName(pid);
+    }
+    return Finding{.reason = counted(facts.lost.sum, "packet") +
+                             " or more were lost on the way, by "
+                             "the continuity counters: " +
+                             places + ".",
+                   .remedy = "A pipe loses nothing; a UDP source does when its buffer is small.",
+                   .to_copy = by(settings, "-i 'udp://...?buffer_size=4000000'",
+                                 "udpsrc buffer-size=4000000")};
+}
+
+Answer hardSettings(const StreamFacts& facts, const Options& settings) {
+    if (settings.duration < 1) {
+        return Finding{.reason = "--duration=" + std::to_string(settings.duration) +
+                                 " is a length that no player can live with.",
+                       .remedy = "Use at least a second, better four:",
+                       .to_copy = "--duration=4"};
+    }
+    if (settings.window > 0 && settings.window < smallest_window) {
+        return Finding{.reason = "--window=" + std::to_string(settings.window) +
+                                 " keeps too few segments: players begin three or four before the "
+                                 "end of a live playlist.",
+                       .remedy = "Keep six:",
+                       .to_copy = good_window};
+    }
+    if (settings.window == 0 && facts.segments > 1) {
+        return Finding{.is_note = true,
+                       .reason = "With --window=0 every playlist says that the stream is over.",
+                       .remedy = "That suits a recording; for a live stream:",
+                       .to_copy = good_window};
+    }
+    return std::nullopt;
+}
+
+/// The findings by their numbers, from 1 on.
+constexpr Answer (*questions[])(const StreamFacts&, const Options&) = {
+    noTransportStream, videoElsewhere,   noCutPackets, fallingTimestamps, nothingCut,
+    badBeginnings,     misstatedLengths, lostPackets,  hardSettings};
+
+} // namespace
+
+std::vector<Finding> findFindings(const StreamFacts& facts, const Options& settings) {
+    std::vector<Finding> findings;
+    for (std::size_t i = 0; i < std::size(questions); ++i) {
+        if (Answer answer = questions[i](facts, settings)) {
+            answer->number = static_cast<int>(i) + 1;
+            findings.push_back(*std::move(answer));
+        }
+        if (isNoise(facts)) { // only the first question has an answer then
+            break;
+        }
+    }
+    return findings;
+}

@@ -1,0 +1,99 @@
+#include "check/report.h"
+
+#include "check/text.h"
+#include "tsinspect/muxer.h"
+#include "tsinspect/pts.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <string>
+
+namespace {
+
+const char* mark(bool is_there) { return is_there ? "yes" : "-"; }
+
+std::string videoSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
+    const std::string place = muxer == nullptr ? "on any PID" : "on PID " + pidName(muxer->video);
+    if (facts.frames == 0) {
+        return "No video was found " + place + ".";
+    }
+    std::string text = "Video was found " + place + ": " + counted(facts.frames, "frame");
+    if (const double rate = frameRate(facts); rate > 0) {
+        text += ", " + decimal(rate) + " a second";
+    }
+    const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
+    return text + (distance > 0 ? ", a key frame every " + seconds(distance) : "") + ".";
+}
+
+std::string tableSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
+    return muxer == nullptr ? "No table is known that segments could begin with."
+                            : counted(facts.cut_packets, "packet") + " came on PID " +
+                                  pidName(muxer->cut) + ", with which segments begin.";
+}
+
+std::string segmentSentence(const StreamFacts& facts) {
+    return counted(facts.segments, "segment") + ": " + std::to_string(facts.with_key_frame) +
+           " with a key frame at the start, " + std::to_string(facts.with_tables) +
+           " with PAT and PMT in front of the video.";
+}
+
+std::string lengthSentence(const StreamFacts& facts, const Options& settings) {
+    const std::string stated =
+        "the playlist says " + std::to_string(settings.duration) + " s for each.";
+    if (facts.measured == 0) {
+        return "No segment was followed by another, so none could be measured; " + stated;
+    }
+    return "They last " + decimal(static_cast<double>(facts.lengths.get()) / 100) +
+           " s as a rule, " + seconds(static_cast<std::int64_t>(facts.shortest)) +
+           " at least and " + seconds(static_cast<std::int64_t>(facts.longest)) + " at most; " +
+           stated;
+}
+
+} // namespace
+
+void writeHeading(std::ostream& out) {
+    out << "   segment    packets    seconds   PAT   PMT   SDT   key-frame" << std::endl;
+}
+
+void writeRow(std::ostream& out, const Segment& segment) {
+    constexpr double ticks = ticks_per_second;
+    out << std::setw(10) << segment.number << std::setw(11) << segment.packets << std::setw(11);
+    if (segment.length) {
+        out << std::fixed << std::setprecision(2) << static_cast<double>(*segment.length) / ticks;
+    } else {
+        out << '-';
+    }
+    out << std::setw(6) << mark(segment.has_pat) << std::setw(6) << mark(segment.has_pmt)
+        << std::setw(6) << mark(segment.has_sdt) << std::setw(12) << mark(segment.has_key_frame)
+        << std::endl;
+}
+
+void writeSummary(std::ostream& out, const StreamFacts& facts, const Options& settings) {
+    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    out << '\n';
+    for (const std::string& sentence : {videoSentence(facts, muxer), tableSentence(facts, muxer),
+                                        segmentSentence(facts), lengthSentence(facts, settings)}) {
+        writeWrapped(out, "", sentence);
+    }
+    if (facts.wraps > 0) {
+        writeWrapped(out, "",
+                     "The 33-bit clock began anew " + counted(facts.wraps, "time") +
+                         ", which is no fault.");
+    }
+}
+
+void writeFindings(std::ostream& out, std::span<const Finding> findings) {
+    if (std::ranges::all_of(findings, &Finding::is_note)) {
+        out << "\nNothing to mend.\n";
+    }
+    for (const Finding& finding : findings) {
+        out << '\n';
+        writeWrapped(out, '[' + std::to_string(finding.number) + "] ",
+                     (finding.is_note ? "Note: " : "") + finding.reason);
+        writeWrapped(out, "    ", finding.remedy);
+        if (!finding.to_copy.empty()) {
+            out << "    " << finding.to_copy << '\n';
+        }
+    }
+    out << std::flush;
+}

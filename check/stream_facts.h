@@ -1,0 +1,59 @@
+#pragma once
+
+#include "check/pid_counts.h"
+#include "check/usual_value.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/// A segment as players will find it. Times are in 90 kHz ticks.
+struct Segment {
+    std::uint32_t number = 0;
+    std::uint64_t packets = 0;
+    std::optional<std::uint64_t> first_pts; ///< of its first video PES start
+    std::optional<std::uint64_t> length;    ///< from there to the first one of the next segment
+    bool has_pat = false;                   ///< the tables in front of its first video packet
+    bool has_pmt = false;
+    bool has_sdt = false;
+    bool has_key_frame = false; ///< its first video PES start is a key frame
+    bool has_video = false;     ///< a video packet has come
+    bool has_wrap = false;      ///< the 33-bit clock began anew in it
+};
+
+/// What was found in a stream so far. "Video" is what the segmenter takes for it: PES packets on
+/// the video PID of the muxer. Times are in 90 kHz ticks.
+struct StreamFacts {
+    std::uint64_t packets = 0;
+    std::uint64_t without_sync_byte = 0;
+    std::uint64_t first_without_sync_byte = 0; ///< its number, from 0 on
+    std::string beginning;                     ///< the stream's first bytes, at most beginning_size
+
+    std::uint64_t cut_packets = 0; ///< on the cut PID
+    std::uint64_t frames = 0;      ///< video PES starts with a timestamp
+    PIDCounts other_video;         ///< video PES starts on other PIDs
+    PIDCounts lost;                ///< packets that are missing by their continuity counters
+
+    std::uint64_t falls = 0;          ///< timestamps lower than the one before
+    std::uint64_t wraps = 0;          ///< those where the 33-bit clock began anew, not among falls
+    std::int64_t video_time = 0;      ///< from the first timestamp to the last, without jumps
+    std::int64_t uncut_time = 0;      ///< from the last cut on, by video on any PID, without jumps
+    UsualValue frame_steps;           ///< from one timestamp to the next
+    UsualValue key_frame_distances;   ///< from one key frame to the next
+    std::uint64_t segments = 0;       ///< complete or ended with the stream
+    std::uint64_t with_key_frame = 0; ///< segments that begin with one
+    std::uint64_t with_tables = 0;    ///< segments with PAT and PMT in front of their video
+    std::uint64_t measured = 0;       ///< segments with a length
+    std::uint64_t misstated = 0;      ///< of these, those that the playlist will misstate
+    std::uint64_t shortest = 0;       ///< of the measured ones
+    std::uint64_t longest = 0;
+    UsualValue lengths; ///< in hundredths of a second
+
+    static constexpr std::size_t beginning_size = 4096;
+};
+
+/// Frames a second, 0 where there are too few. Steps between timestamps tell it, or, where these
+/// fall back, the time that all frames take.
+double frameRate(const StreamFacts& facts);

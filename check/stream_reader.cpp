@@ -1,0 +1,184 @@
+#include "check/stream_reader.h"
+
+#include "tsinspect/adaptation_field.h"
+#include "tsinspect/muxer.h"
+#include "tsinspect/pat.h"
+#include "tsinspect/pts.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+/// The time from timestamp `from`, if there is one, to `to`: backward it is negative, and where the
+/// source jumped, 0.
+std::int64_t passed(const std::optional<std::uint64_t>& from, std::uint64_t to) {
+    constexpr std::int64_t jump = std::int64_t{10} * ticks_per_second;
+    const std::int64_t step = from ? ticksBetween(*from, to) : 0;
+    return step > -jump && step < jump ? step : 0;
+}
+
+constexpr std::uint64_t ticks_per_hundredth = ticks_per_second / 100;
+
+/// Whether the playlist, which says `duration` seconds, will misstate a segment of `length` ticks.
+bool isMisstated(const Segment& segment, std::uint64_t length, std::int32_t duration) {
+    const auto rounded =
+        static_cast<std::int64_t>((length + ticks_per_second / 2) / ticks_per_second);
+    // The first segment is short, since its cut time is 0; a wrap of the clock puts a cut off.
+    return segment.number == 0 ? rounded > duration : rounded != duration && !segment.has_wrap;
+}
+
+} // namespace
+
+StreamReader::StreamReader(Options& settings) : settings(settings), rule(settings) {
+    any_muxer.mux_type = -1;
+    found.beginning.reserve(StreamFacts::beginning_size);
+}
+
+const Segment* StreamReader::take(char* packet) {
+    TS header;
+    std::memcpy(&header, packet, sizeof header);
+    noteBytes(header, packet);
+    noteContinuity(header, packet);
+
+    const Segment* ended = rule.beginsSegment(packet) ? beginSegment() : nullptr;
+    ++current->packets;
+    noteTables(header, packet);
+    const Segment* measured = noteVideo(header, packet);
+    return measured != nullptr ? measured : ended;
+}
+
+const Segment* StreamReader::takeEnd() {
+    return unmeasured ? complete(unmeasured) : current ? complete(current) : nullptr;
+}
+
+void StreamReader::noteBytes(const TS& header, const char* packet) {
+    if (header.packet.sync != sync_byte && found.without_sync_byte++ == 0) {
+        found.first_without_sync_byte = found.packets;
+    }
+    ++found.packets;
+    if (found.beginning.size() < StreamFacts::beginning_size) {
+        const std::size_t room = StreamFacts::beginning_size - found.beginning.size();
+        found.beginning.append(packet, std::min<std::size_t>(room, packet_size));
+    }
+}
+
+/// Counts what is missing between the last packet of this PID and this one (ISO/IEC 13818-1,
+/// 2.4.3.3): the counter grows by one a packet with a payload, and one repetition is allowed.
+void StreamReader::noteContinuity(const TS& header, const char* packet) {
+    constexpr unsigned counter_mask = 0x0F;
+    const std::uint32_t pid = packetPID(header);
+    if (pid == null_pid || !hasPayload(header)) {
+        return;
+    }
+    Continuity& last = pids[pid];
+    const unsigned counter = header.packet.continuity_counter;
+    const unsigned missing = (counter - last.counter - 1U) & counter_mask;
+    const bool repeats = counter == last.counter && !last.is_repeated;
+    if (last.is_known && missing != 0 && !repeats &&
+        !readAdaptationField(header, packet).discontinuity_indicator) {
+        found.lost.add(pid, missing);
+    }
+    last.is_repeated = last.is_known && repeats;
+    last.is_known = 1;
+    last.counter = counter & counter_mask;
+}
+
+void StreamReader::noteTables(const TS& header, const char* packet) {
+    const std::uint32_t pid = packetPID(header);
+    if (pid == pat_pid) {
+        visitProgramMapPIDs(header, packet, [this](std::uint32_t pmt) { pids[pmt].is_pmt = 1; });
+    }
+    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    if (muxer != nullptr) {
+        found.cut_packets += pid == muxer->cut ? 1 : 0;
+        current->has_video |= pid == muxer->video;
+    }
+    if (!current->has_video) {
+        current->has_pat |= pid == pat_pid;
+        current->has_sdt |= pid == sdt_pid;
+        current->has_pmt |= pids[pid].is_pmt != 0;
+    }
+}
+
+/// Returns the segment before the current one, if this packet gave it its length.
+const Segment* StreamReader::noteVideo(TS& header, char* packet) {
+    const int offset = syncPES(any_muxer, header, packet);
+    if (!holdsPTS(offset)) {
+        return nullptr;
+    }
+    const std::uint64_t pts = decodePTS(packet + offset);
+    found.uncut_time += passed(std::exchange(last_any_pts, pts), pts);
+    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    if (muxer != nullptr && packetPID(header) != muxer->video) {
+        found.other_video.add(packetPID(header));
+        return nullptr;
+    }
+    const bool is_key_frame = readAdaptationField(header, packet).random_access_indicator;
+    noteTimestamp(pts, is_key_frame);
+    if (current->first_pts) {
+        return nullptr;
+    }
+    current->first_pts = pts;
+    current->has_video = true;
+    current->has_key_frame = is_key_frame;
+    if (unmeasured && unmeasured->first_pts) {
+        if (const std::int64_t length = ticksBetween(*unmeasured->first_pts, pts); length >= 0) {
+            unmeasured->length = static_cast<std::uint64_t>(length);
+        }
+    }
+    return unmeasured ? complete(unmeasured) : nullptr;
+}
+
+void StreamReader::noteTimestamp(std::uint64_t pts, bool is_key_frame) {
+    ++found.frames;
+    if (last_pts) {
+        const std::int64_t step = ticksBetween(*last_pts, pts);
+        found.falls += step < 0 ? 1 : 0;
+        if (step > 0 && pts < *last_pts) {
+            ++found.wraps;
+            current->has_wrap = true;
+        }
+        if (step > 0) {
+            found.frame_steps.add(static_cast<std::uint64_t>(step));
+        }
+    }
+    found.video_time += passed(last_pts, pts);
+    last_pts = pts;
+    if (is_key_frame) {
+        if (last_key_pts && ticksBetween(*last_key_pts, pts) > 0) {
+            found.key_frame_distances.add(
+                static_cast<std::uint64_t>(ticksBetween(*last_key_pts, pts)));
+        }
+        last_key_pts = pts;
+    }
+}
+
+/// Returns the segment before the one that ends here, if it has waited for a timestamp in vain.
+const Segment* StreamReader::beginSegment() {
+    const Segment* waited = unmeasured ? complete(unmeasured) : nullptr;
+    const std::uint32_t number = current ? current->number + 1 : 0;
+    unmeasured = std::exchange(current, Segment());
+    current->number = number;
+    found.uncut_time = 0;
+    return waited;
+}
+
+/// Counts `segment` in, and empties it.
+const Segment* StreamReader::complete(std::optional<Segment>& segment) {
+    completed = *segment;
+    segment.reset();
+    ++found.segments;
+    found.with_key_frame += completed.has_key_frame ? 1 : 0;
+    found.with_tables += completed.has_pat && completed.has_pmt ? 1 : 0;
+    if (completed.length) {
+        const std::uint64_t length = *completed.length;
+        found.shortest = found.measured == 0 ? length : std::min(found.shortest, length);
+        found.longest = std::max(found.longest, length);
+        found.lengths.add((length + ticks_per_hundredth / 2) / ticks_per_hundredth);
+        found.misstated += isMisstated(completed, length, settings.duration) ? 1 : 0;
+        ++found.measured;
+    }
+    return &completed;
+}

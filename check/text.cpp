@@ -1,0 +1,48 @@
+#include "check/text.h"
+
+#include "tsinspect/pts.h"
+
+#include <cmath>
+#include <iomanip>
+#include <sstream>
+
+std::string decimal(double number, int digits) {
+    const double scale = std::pow(10, digits);
+    const double cut = std::floor(number * scale + 1e-6) / scale; // 4.04 * 100 is 403.99..
+    std::ostringstream out;
+    out << std::fixed << std::setprecision(digits) << cut;
+    std::string text = out.str();
+    if (digits > 0) {
+        text.erase(text.find_last_not_of('0') + 1);
+        if (text.back() == '.') {
+            text.pop_back();
+        }
+    }
+    return text;
+}
+
+std::string seconds(std::int64_t ticks) {
+    return decimal(static_cast<double>(ticks) / ticks_per_second) + " s";
+}
+
+std::string pidName(std::uint32_t pid) {
+    std::ostringstream out;
+    out << "0x" << std::hex << std::setfill('0') << std::setw(2) << pid;
+    return out.str();
+}
+
+std::string counted(std::uint64_t count, std::string_view noun) {
+    return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view text) {
+    constexpr std::size_t columns = 80;
+    const std::size_t width = columns - prefix.size();
+    out << prefix;
+    while (text.size() > width) {
+        const std::size_t end = text.rfind(' ', width);
+        out << text.substr(0, end) << '\n' << std::string(prefix.size(), ' ');
+        text.remove_prefix(end + 1);
+    }
+    out << text << '\n';
+}

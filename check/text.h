@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+/// A number with at most `digits` decimals: what would be behind them is cut off, and zeros at the
+/// end are left out. "4.04", "25".
+std::string decimal(double number, int digits = 2);
+
+/// `ticks` of the 90 kHz clock as seconds, such as "4.04 s".
+std::string seconds(std::int64_t ticks);
+
+/// A PID as "0x100" or "0x00".
+std::string pidName(std::uint32_t pid);
+
+/// `count` and `noun` in the number that fits: "1 segment", "2 segments".
+std::string counted(std::uint64_t count, std::string_view noun);
+
+/// Writes `text` in lines of at most 80 columns, broken at blanks: the first behind `prefix`, the
+/// others behind as many blanks.
+void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view text);
