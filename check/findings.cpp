@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <iterator>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -19,6 +21,8 @@ constexpr std::int32_t mux_gst = 1;
 /// written. One more lets a player fetch the oldest in peace.
 constexpr std::int32_t smallest_window = 5;
 constexpr const char* good_window = "--window=6";
+
+constexpr double rounding = 1e-6; // a product such as 4 * 25 may come out a little less
 
 bool isGst(const Options& settings) { return settings.mux_type == mux_gst; }
 
@@ -54,20 +58,34 @@ std::optional<std::size_t> findPackets(const std::string& bytes, std::size_t siz
 /// True where so many sync bytes are missing that nothing else can be said of the stream.
 bool isNoise(const StreamFacts& facts) { return facts.without_sync_byte * 2 >= facts.packets; }
 
-/// The options that put a cut packet, PAT and PMT in front of every key frame, and nowhere else:
-/// key frames come one frame after the duration, in which a cut becomes due.
-std::string alignedOptions(const StreamFacts& facts, const Options& settings) {
+/// A finding with the remedy that lets every segment begin with PAT, PMT and a key frame, and last
+/// what the playlist says: a cut falls due once the duration has passed, so key frames and cut
+/// packets come one frame later than that.
+Finding mendByAlignment(std::string reason, const StreamFacts& facts, const Options& settings) {
     const double rate = frameRate(facts);
-    if (rate == 0 || settings.duration <= 0) {
-        return {};
+    if (rate <= 0 || settings.duration < 1) {
+        return {.reason = std::move(reason), .remedy = "Have tables come with the key frames."};
     }
-    const double frames = std::floor(settings.duration * rate + 1e-6) + 1;
-    const std::string interval = decimal(frames / rate, 6);
+    const double frames = std::floor(settings.duration * rate + rounding) + 1;
+    const std::string period = decimal(frames / rate, 6);
+    const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
+    const std::string every =
+        " every " + period + " s, a frame later than the duration" +
+        (distance > 0 ? " (now they come every " + seconds(distance) + ")" : "");
     if (isGst(settings)) {
-        return "demo/gst-aligned, with KEY_FRAME_INTERVAL = " + decimal(frames / rate * 1e9, 0);
+        return {.reason = std::move(reason),
+                .remedy = "Let an application ask the encoder for key frames with all headers" +
+                          every +
+                          ", as demo/gst-aligned does; PAT and PMT then come with them and nowhere "
+                          "else:",
+                .to_copy = "mpegtsmux pat-interval=4294967295 pmt-interval=4294967295"};
     }
-    return "-r " + decimal(rate) + " -g " + decimal(frames, 0) + " -sc_threshold 0 -sdt_period " +
-           interval + " -mpegts_flags +pat_pmt_at_frames";
+    return {.reason = std::move(reason),
+            .remedy = "Let key frames come" + every +
+                      ", an SDT in front of each, and PAT and PMT in front of every frame:",
+            .to_copy = "-r " + decimal(rate) + " -g " + decimal(frames, 0) +
+                       " -sc_threshold 0 -sdt_period " + period +
+                       " \\\n        -mpegts_flags +pat_pmt_at_frames"};
 }
 
 using Answer = std::optional<Finding>;
@@ -127,17 +145,18 @@ Answer videoElsewhere(const StreamFacts& facts, const Options& settings) {
         return std::nullopt;
     }
     const std::string nothing = "No video begins on PID " + pidName(muxer->video);
-    if (facts.other_video.size == 0) {
+    const auto others = facts.other_video.listed();
+    if (others.empty()) {
         return Finding{.reason = nothing + ", nor on any other.",
                        .remedy = "Add a video stream; its PES packets need stream id 0xE0."};
     }
     std::string elsewhere;
-    for (std::ptrdiff_t i = 0; i < facts.other_video.size; ++i) {
-        elsewhere += (i == 0 ? "" : ", ") + pidName(facts.other_video.entries[i].pid);
+    for (const auto& [pid, count] : others) {
+        elsewhere += (elsewhere.empty() ? "" : ", ") + pidName(pid);
     }
     Finding finding{.reason = nothing + ", but on " + elsewhere + "."};
     const std::int32_t other_type = isGst(settings) ? mux_ffmpeg : mux_gst;
-    if (facts.other_video.entries[0].pid == findMuxer(other_type)->video) {
+    if (others.front().pid == findMuxer(other_type)->video) {
         finding.remedy = "That is the PID of the other muxer's video.";
         finding.to_copy = "--mux_type=" + std::to_string(other_type);
     } else if (isGst(settings)) {
@@ -152,7 +171,13 @@ Answer videoElsewhere(const StreamFacts& facts, const Options& settings) {
 
 Answer noCutPackets(const StreamFacts& facts, const Options& settings) {
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
-    if (muxer == nullptr || facts.cut_packets > 0) {
+    if (muxer == nullptr) {
+        return Finding{.reason = "With --mux_type=" + std::to_string(settings.mux_type) +
+                                 " no packet is known that segments could begin with.",
+                       .remedy = "Say which muxer made the stream, 0 for FFmpeg, 1 for GStreamer:",
+                       .to_copy = "--mux_type=0"};
+    }
+    if (facts.cut_packets > 0) {
         return std::nullopt;
     }
     return Finding{.reason = "No packet came on PID " + pidName(muxer->cut) +
@@ -188,17 +213,12 @@ Answer nothingCut(const StreamFacts& facts, const Options& settings) {
     if (duration <= 0 || facts.uncut_time <= 2 * duration) {
         return std::nullopt;
     }
-    Finding finding{.reason = "Nothing was cut in the last " + seconds(facts.uncut_time) +
-                              ", although --duration is " + std::to_string(settings.duration) + ".",
-                    .remedy = "Mend what is said above."};
-    if (findMuxer(settings.mux_type) == nullptr) {
-        finding.remedy = "Say which muxer made the stream.";
-        finding.to_copy = "--mux_type=0 or --mux_type=1";
-    } else if (facts.falls == 0 && facts.cut_packets > 0 && facts.frames > 0) {
-        finding.remedy = "Let tables go on coming, the same time apart:";
-        finding.to_copy = alignedOptions(facts, settings);
-    }
-    return finding;
+    const std::string reason = "Nothing was cut in the last " + seconds(facts.uncut_time) +
+                               ", although --duration is " + std::to_string(settings.duration) +
+                               ".";
+    const bool is_explained = facts.frames == 0 || facts.falls > 0 || facts.cut_packets == 0;
+    return is_explained ? Finding{.reason = reason, .remedy = "Mend what is said above."}
+                        : mendByAlignment(reason, facts, settings);
 }
 
 Answer badBeginnings(const StreamFacts& facts, const Options& settings) {
@@ -207,23 +227,16 @@ Answer badBeginnings(const StreamFacts& facts, const Options& settings) {
     if (facts.frames == 0 || (keyless == 0 && tableless == 0)) {
         return std::nullopt;
     }
-    const std::string where = " of " + counted(facts.segments, "segment");
-    const std::string no_key = std::to_string(keyless) + where + " without a key frame first";
-    const std::string no_tables =
-        std::to_string(tableless) + where + " without PAT and PMT in front of the video";
-    const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
-    return Finding{
-        .reason = (keyless == 0     ? no_tables
-                   : tableless == 0 ? no_key
-                                    : no_key + ", " + no_tables) +
-                  ": players cannot begin there.",
-        .remedy = (distance == 0 ? "" : "Key frames come every " + seconds(distance) + " now. ") +
-                  by(settings,
-                     "Have an SDT written in front of every key frame, and PAT and PMT in front of "
-                     "every frame:",
-                     "Ask the encoder for key frames with all headers from an application, so that "
-                     "a PAT comes in front of each and nowhere else:"),
-        .to_copy = alignedOptions(facts, settings)};
+    std::string reason = "Players cannot begin at every segment:";
+    if (keyless > 0) {
+        reason += " without a key frame first, " + share(keyless, facts.segments, "segment");
+    }
+    if (tableless > 0) {
+        reason += std::string(keyless > 0 ? ";" : "") +
+                  " without PAT and PMT in front of the video, " +
+                  share(tableless, facts.segments, "segment");
+    }
+    return mendByAlignment(reason + ".", facts, settings);
 }
 
 Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
@@ -231,34 +244,30 @@ Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
         return std::nullopt;
     }
     const double usual = static_cast<double>(facts.lengths.get()) / 100;
-    Finding finding{.reason = share(facts.misstated, facts.measured, "segment") +
-                              " not as long as the playlist says, rounded to seconds (RFC 8216, "
-                              "4.3.3.1): " +
-                              decimal(usual) + " s as a rule, not " +
-                              std::to_string(settings.duration) + " s."};
-    // Less than the length, so that the cut is due in time, and no less than what it rounds to.
+    const std::string reason = "The playlist misstates the length of " +
+                               share(facts.misstated, facts.measured, "segment") +
+                               ", rounded to seconds (RFC 8216, 4.3.3.1): they last " +
+                               decimal(usual) + " s as a rule, and it says " +
+                               std::to_string(settings.duration) + " s.";
+    // Less than the length, so that the cut falls due in time, and no less than what it rounds to.
     const double fitting = std::floor(usual);
     if (fitting >= 1 && usual > fitting && usual < fitting + 0.5 && fitting != settings.duration) {
-        finding.remedy = "Let the playlist say what is true.";
-        finding.to_copy = "--duration=" + decimal(fitting, 0);
-    } else {
-        finding.remedy = "A segment ends with the first table after its duration: let tables and "
-                         "key frames come one frame later than that:";
-        finding.to_copy = alignedOptions(facts, settings);
+        return Finding{.reason = reason,
+                       .remedy = "Let the playlist say what is true:",
+                       .to_copy = "--duration=" + decimal(fitting, 0)};
     }
-    return finding;
+    return mendByAlignment(reason, facts, settings);
 }
 
 Answer lostPackets(const StreamFacts& facts, const Options& settings) {
-    if (facts.lost.sum == 0) {
+    if (facts.lost.total() == 0) {
         return std::nullopt;
     }
     std::string places;
-    for (std::ptrdiff_t i = 0; i < facts.lost.size; ++i) {
-        const auto& [pid, count] = facts.lost.entries[i];
-        places += (i == 0 ? "" : ", ") + std::to_string(count) + " on PID " + pidName(pid);
+    for (const auto& [pid, count] : facts.lost.listed()) {
+        places += (places.empty() ? "" : ", ") + std::to_string(count) + " on PID " + pidName(pid);
     }
-    return Finding{.reason = counted(facts.lost.sum, "packet") +
+    return Finding{.reason = counted(facts.lost.total(), "packet") +
                              " or more were lost on the way, by "
                              "the continuity counters: " +
                              places + ".",
