@@ -26,15 +26,15 @@ std::string videoSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
 }
 
 std::string tableSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
-    return muxer == nullptr ? "No table is known that segments could begin with."
-                            : counted(facts.cut_packets, "packet") + " came on PID " +
-                                  pidName(muxer->cut) + ", with which segments begin.";
+    return muxer == nullptr ? "No packet is known that segments could begin with."
+                            : "Segments can begin with the packets on PID " + pidName(muxer->cut) +
+                                  ", of which " + std::to_string(facts.cut_packets) + " came.";
 }
 
 std::string segmentSentence(const StreamFacts& facts) {
-    return counted(facts.segments, "segment") + ": " + std::to_string(facts.with_key_frame) +
-           " with a key frame at the start, " + std::to_string(facts.with_tables) +
-           " with PAT and PMT in front of the video.";
+    const std::string of_all = " of " + counted(facts.segments, "segment");
+    return "A key frame comes first in " + std::to_string(facts.with_key_frame) + of_all +
+           ", PAT and PMT before the video in " + std::to_string(facts.with_tables) + ".";
 }
 
 std::string lengthSentence(const StreamFacts& facts, const Options& settings) {
@@ -43,10 +43,9 @@ std::string lengthSentence(const StreamFacts& facts, const Options& settings) {
     if (facts.measured == 0) {
         return "No segment was followed by another, so none could be measured; " + stated;
     }
-    return "They last " + decimal(static_cast<double>(facts.lengths.get()) / 100) +
-           " s as a rule, " + seconds(static_cast<std::int64_t>(facts.shortest)) +
-           " at least and " + seconds(static_cast<std::int64_t>(facts.longest)) + " at most; " +
-           stated;
+    return "Segments last " + decimal(static_cast<double>(facts.lengths.get()) / 100) +
+           " s as a rule (" + seconds(static_cast<std::int64_t>(facts.shortest)) + " to " +
+           seconds(static_cast<std::int64_t>(facts.longest)) + "); " + stated;
 }
 
 } // namespace
