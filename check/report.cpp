@@ -38,8 +38,7 @@ std::string segmentSentence(const StreamFacts& facts) {
 }
 
 std::string lengthSentence(const StreamFacts& facts, const Options& settings) {
-    const std::string stated =
-        "the playlist says " + std::to_string(settings.duration) + " s for each.";
+    const std::string stated = "the playlist says " + std::to_string(settings.duration) + " s.";
     if (facts.measured == 0) {
         return "No segment was followed by another, so none could be measured; " + stated;
     }

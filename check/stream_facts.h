@@ -26,32 +26,34 @@ struct Segment {
 /// What was found in a stream so far. "Video" is what the segmenter takes for it: PES packets on
 /// the video PID of the muxer. Times are in 90 kHz ticks.
 struct StreamFacts {
+    // Packets.
     std::uint64_t packets = 0;
     std::uint64_t without_sync_byte = 0;
     std::uint64_t first_without_sync_byte = 0; ///< its number, from 0 on
+    std::uint64_t cut_packets = 0;             ///< on the cut PID
+    PIDCounts lost;                            ///< missing by their continuity counters
     std::string beginning;                     ///< the stream's first bytes, at most beginning_size
+    static constexpr std::size_t beginning_size = 4096;
 
-    std::uint64_t cut_packets = 0; ///< on the cut PID
-    std::uint64_t frames = 0;      ///< video PES starts with a timestamp
-    PIDCounts other_video;         ///< video PES starts on other PIDs
-    PIDCounts lost;                ///< packets that are missing by their continuity counters
+    // Video PES starts and their timestamps.
+    std::uint64_t frames = 0;
+    PIDCounts other_video;          ///< on PIDs that are not the muxer's
+    std::uint64_t falls = 0;        ///< timestamps lower than the one before
+    std::uint64_t wraps = 0;        ///< those where the 33-bit clock began anew, not among falls
+    std::int64_t video_time = 0;    ///< from the first timestamp to the last, without jumps
+    std::int64_t uncut_time = 0;    ///< from the last cut on, by video on any PID, without jumps
+    UsualValue frame_steps;         ///< from one timestamp to the next
+    UsualValue key_frame_distances; ///< from one key frame to the next
 
-    std::uint64_t falls = 0;          ///< timestamps lower than the one before
-    std::uint64_t wraps = 0;          ///< those where the 33-bit clock began anew, not among falls
-    std::int64_t video_time = 0;      ///< from the first timestamp to the last, without jumps
-    std::int64_t uncut_time = 0;      ///< from the last cut on, by video on any PID, without jumps
-    UsualValue frame_steps;           ///< from one timestamp to the next
-    UsualValue key_frame_distances;   ///< from one key frame to the next
-    std::uint64_t segments = 0;       ///< complete or ended with the stream
-    std::uint64_t with_key_frame = 0; ///< segments that begin with one
-    std::uint64_t with_tables = 0;    ///< segments with PAT and PMT in front of their video
-    std::uint64_t measured = 0;       ///< segments with a length
+    // Segments, complete or ended with the stream.
+    std::uint64_t segments = 0;
+    std::uint64_t with_key_frame = 0; ///< at the start
+    std::uint64_t with_tables = 0;    ///< PAT and PMT in front of the video
+    std::uint64_t measured = 0;       ///< those that have a length
     std::uint64_t misstated = 0;      ///< of these, those that the playlist will misstate
     std::uint64_t shortest = 0;       ///< of the measured ones
     std::uint64_t longest = 0;
     UsualValue lengths; ///< in hundredths of a second
-
-    static constexpr std::size_t beginning_size = 4096;
 };
 
 /// Frames a second, 0 where there are too few. Steps between timestamps tell it, or, where these
