@@ -6,6 +6,7 @@
 #include "segmenter/process.h"
 
 #include <algorithm>
+#include <functional>
 #include <iostream>
 
 /// Reads the transport stream on standard input as the segmenter does, writes no segment, and says
@@ -37,5 +38,7 @@ int main(int argc, char** argv) {
     writeSummary(std::cout, reader.facts(), settings);
     const std::vector<Finding> findings = findFindings(reader.facts(), settings);
     writeFindings(std::cout, findings);
-    return std::ranges::all_of(findings, &Finding::is_note) ? 0 : exit_findings;
+    return std::all_of(findings.begin(), findings.end(), std::mem_fn(&Finding::is_note))
+               ? 0
+               : exit_findings;
 }

@@ -5,6 +5,7 @@
 #include "tsinspect/pts.h"
 
 #include <algorithm>
+#include <functional>
 #include <iomanip>
 #include <string>
 
@@ -81,7 +82,7 @@ void writeSummary(std::ostream& out, const StreamFacts& facts, const Options& se
 }
 
 void writeFindings(std::ostream& out, std::span<const Finding> findings) {
-    if (std::ranges::all_of(findings, &Finding::is_note)) {
+    if (std::all_of(findings.begin(), findings.end(), std::mem_fn(&Finding::is_note))) {
         out << "\nNothing to mend.\n";
     }
     for (const Finding& finding : findings) {

@@ -9,13 +9,12 @@
 class UsualValue {
 public:
     void add(std::uint64_t value) {
-        const auto same = std::ranges::find_if(counters, [value](const Counter& counter) {
-            return counter.count == 0 || counter.value == value;
-        });
-        if (same != counters.end()) {
-            same->value = value;
-            ++same->count;
-            return;
+        for (Counter& counter : counters) {
+            if (counter.count == 0 || counter.value == value) {
+                counter.value = value;
+                ++counter.count;
+                return;
+            }
         }
         for (Counter& counter : counters) {
             --counter.count;
@@ -24,7 +23,10 @@ public:
 
     /// 0 before the first value.
     [[nodiscard]] std::uint64_t get() const {
-        return std::ranges::max_element(counters, {}, &Counter::count)->value;
+        return std::max_element(
+                   counters.begin(), counters.end(),
+                   [](const Counter& a, const Counter& b) { return a.count < b.count; })
+            ->value;
     }
 
 private:
