@@ -14,6 +14,7 @@
 
 namespace {
 
+/// Values of Options::mux_type.
 constexpr std::int32_t mux_ffmpeg = 0;
 constexpr std::int32_t mux_gst = 1;
 
@@ -22,7 +23,7 @@ constexpr std::int32_t mux_gst = 1;
 constexpr std::int32_t smallest_window = 5;
 constexpr const char* good_window = "--window=6";
 
-constexpr double rounding = 1e-6; // a product such as 4 * 25 may come out a little less
+using Answer = std::optional<Finding>;
 
 bool isGst(const Options& settings) { return settings.mux_type == mux_gst; }
 
@@ -32,6 +33,12 @@ std::string by(const Options& settings, const char* ffmpeg, const char* gst) {
 
 std::string share(std::uint64_t part, std::uint64_t whole, std::string_view noun) {
     return std::to_string(part) + " of " + counted(whole, noun);
+}
+
+/// The muxer that made a stream in which video begins on `pid`: GStreamer's numbers begin at 0x40,
+/// FFmpeg's at 0x100.
+std::int32_t muxerOf(std::uint32_t pid) {
+    return pid < findMuxer(mux_ffmpeg)->video ? mux_gst : mux_ffmpeg;
 }
 
 /// True where sync bytes stand every `size` bytes from the `offset`th on in what the stream begins
@@ -55,40 +62,47 @@ std::optional<std::size_t> findPackets(const std::string& bytes, std::size_t siz
     return std::nullopt;
 }
 
-/// True where so many sync bytes are missing that nothing else can be said of the stream.
-bool isNoise(const StreamFacts& facts) { return facts.without_sync_byte * 2 >= facts.packets; }
+/// "30000/1001" for a rate of the NTSC family, the number for others.
+std::string rateOption(double rate) {
+    constexpr double ntsc = 1.001;
+    const double whole = std::round(rate);
+    const double family = std::round(rate * ntsc);
+    const bool is_ntsc = std::abs(rate - family / ntsc) < 1e-6 && std::abs(rate - whole) > 1e-6;
+    return is_ntsc ? decimal(family * 1000, 0) + "/1001" : decimal(rate);
+}
 
 /// A finding with the remedy that lets every segment begin with PAT, PMT and a key frame, and last
 /// what the playlist says: a cut falls due once the duration has passed, so key frames and cut
 /// packets come one frame later than that.
 Finding mendByAlignment(std::string reason, const StreamFacts& facts, const Options& settings) {
+    constexpr double rounding = 1e-6; // a product such as 4 * 25 may come out a little less
     const double rate = frameRate(facts);
     if (rate <= 0 || settings.duration < 1) {
         return {.reason = std::move(reason), .remedy = "Have tables come with the key frames."};
     }
     const double frames = std::floor(settings.duration * rate + rounding) + 1;
-    const std::string period = decimal(frames / rate, 6);
-    const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
-    const std::string every =
-        " every " + period + " s, a frame later than the duration" +
-        (distance > 0 ? " (now they come every " + seconds(distance) + ")" : "");
+    // Cut off, not rounded: a period longer than the key frames' would miss every one.
+    const std::string period = decimal(std::floor(frames / rate * 1e6 + rounding) / 1e6, 6);
+    const double now = static_cast<double>(facts.key_frame_distances.get()) / ticks_per_second;
+    const std::string every = std::abs(now - frames / rate) < 0.5 / rate
+                                  ? " go on coming every " + period + " s"
+                                  : " come every " + period +
+                                        " s, a frame later than the duration" +
+                                        (now > 0 ? ", not every " + decimal(now) + " s" : "");
     if (isGst(settings)) {
         return {.reason = std::move(reason),
-                .remedy = "Let an application ask the encoder for key frames with all headers" +
-                          every +
-                          ", as demo/gst-aligned does; PAT and PMT then come with them and nowhere "
-                          "else:",
+                .remedy = "Let key frames" + every +
+                          ", asked for with all headers by an application, as demo/gst-aligned "
+                          "does; PAT and PMT then come with them and nowhere else:",
                 .to_copy = "mpegtsmux pat-interval=4294967295 pmt-interval=4294967295"};
     }
     return {.reason = std::move(reason),
-            .remedy = "Let key frames come" + every +
-                      ", an SDT in front of each, and PAT and PMT in front of every frame:",
-            .to_copy = "-r " + decimal(rate) + " -g " + decimal(frames, 0) +
+            .remedy = "Let key frames" + every +
+                      ", with an SDT in front of each, and PAT and PMT in front of every frame:",
+            .to_copy = "-r " + rateOption(rate) + " -g " + decimal(frames, 0) +
                        " -sc_threshold 0 -sdt_period " + period +
                        " \\\n        -mpegts_flags +pat_pmt_at_frames"};
 }
-
-using Answer = std::optional<Finding>;
 
 /// An answer where the stream has packets of another size than 188 bytes.
 Answer otherPacketSize(const StreamFacts& facts, const Options& settings) {
@@ -155,57 +169,71 @@ Answer videoElsewhere(const StreamFacts& facts, const Options& settings) {
         elsewhere += (elsewhere.empty() ? "" : ", ") + pidName(pid);
     }
     Finding finding{.reason = nothing + ", but on " + elsewhere + "."};
-    const std::int32_t other_type = isGst(settings) ? mux_ffmpeg : mux_gst;
-    if (others.front().pid == findMuxer(other_type)->video) {
-        finding.remedy = "That is the PID of the other muxer's video.";
-        finding.to_copy = "--mux_type=" + std::to_string(other_type);
-    } else if (isGst(settings)) {
-        finding.remedy = "Ask mpegtsmux for the pad whose number is this PID.";
+    const std::uint32_t pid = others.front().pid;
+    const std::int32_t mux_type = muxerOf(pid);
+    const std::string type_option = "--mux_type=" + std::to_string(mux_type);
+    if (pid == findMuxer(mux_type)->video) {
+        finding.remedy = "That is where the other muxer has its video:";
+        finding.to_copy = type_option;
+    } else if (mux_type == mux_gst) {
+        finding.remedy = "Ask mpegtsmux for its pad sink_64, which is PID 0x40" +
+                         (isGst(settings) ? ":" : ", and give " + type_option + ":");
         finding.to_copy = "... ! h264parse ! mux.sink_64";
     } else {
-        finding.remedy = "Put video first into the stream, on the muxer's first PID.";
-        finding.to_copy = "-map 0:v:0 -map 0:a:0 -mpegts_start_pid 256";
+        finding.remedy = "Put video first into the stream, on the muxer's first PID" +
+                         (isGst(settings) ? ", and give " + type_option + ":" : ":");
+        finding.to_copy = "-map 0:v:0 -map 0:a:0? -mpegts_start_pid 256";
     }
     return finding;
+}
+
+/// True where the stream looks like one of the other muxer, whose tables are others too.
+bool isOfOtherMuxer(const StreamFacts& facts, const Options& settings) {
+    const auto others = facts.other_video.listed();
+    return facts.frames == 0 && !others.empty() && muxerOf(others.front().pid) != settings.mux_type;
 }
 
 Answer noCutPackets(const StreamFacts& facts, const Options& settings) {
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
     if (muxer == nullptr) {
+        const auto video = facts.other_video.listed();
         return Finding{.reason = "With --mux_type=" + std::to_string(settings.mux_type) +
                                  " no packet is known that segments could begin with.",
                        .remedy = "Say which muxer made the stream, 0 for FFmpeg, 1 for GStreamer:",
-                       .to_copy = "--mux_type=0"};
+                       .to_copy =
+                           "--mux_type=" +
+                           std::to_string(video.empty() ? mux_ffmpeg : muxerOf(video.front().pid))};
     }
-    if (facts.cut_packets > 0) {
+    if (facts.cut_packets > 0 || isOfOtherMuxer(facts, settings)) {
         return std::nullopt;
     }
-    return Finding{.reason = "No packet came on PID " + pidName(muxer->cut) +
-                             ", with which segments begin.",
-                   .remedy = by(settings,
-                                "FFmpeg writes this table, the SDT, by itself; give its muxer a "
-                                "period, and let nothing behind it take the table out.",
-                                "This is the PAT, which every muxer writes: let nothing behind the "
-                                "muxer take it out."),
-                   .to_copy = by(settings, "-sdt_period 0.5", "")};
+    const std::string reason =
+        "No packet came on PID " + pidName(muxer->cut) + ", with which segments begin.";
+    if (isGst(settings)) {
+        return Finding{.reason = reason,
+                       .remedy = "This is the PAT, which every muxer writes: let nothing behind "
+                                 "the muxer take it out."};
+    }
+    return mendByAlignment(reason, facts, settings);
 }
 
 Answer fallingTimestamps(const StreamFacts& facts, const Options& settings) {
-    constexpr std::uint64_t often = 10; // once in so many frames, or more often
-    if (facts.falls == 0) {
-        return std::nullopt;
+    const std::string where = " in " + counted(facts.frames, "frame");
+    if (facts.reordered > 0) {
+        return Finding{.reason = "Timestamps fall back " + counted(facts.reordered, "time") +
+                                 where +
+                                 ", as B-frames make them, and each fall puts the next "
+                                 "cut off.",
+                       .remedy = "Make the encoder do without B-frames, and look again:",
+                       .to_copy = by(settings, "-bf 0", "x264enc bframes=0")};
     }
-    const std::string reason = "Timestamps fall back " + counted(facts.falls, "time") + " in " +
-                               counted(facts.frames, "frame");
-    if (facts.falls * often < facts.frames) {
-        return Finding{.reason = reason + ": the source began anew, and the cut after that comes a "
-                                          "whole duration later.",
+    if (facts.restarts > 0) {
+        return Finding{.reason = "Timestamps fall back " + counted(facts.restarts, "time") + where +
+                                 ": the source began anew, and the cut after that comes a "
+                                 "whole duration later.",
                        .remedy = "Start the segmenter anew with its source."};
     }
-    return Finding{.reason =
-                       reason + ", as B-frames make them, and each fall puts the next cut off.",
-                   .remedy = "Make the encoder do without B-frames.",
-                   .to_copy = by(settings, "-bf 0", "x264enc bframes=0")};
+    return std::nullopt;
 }
 
 Answer nothingCut(const StreamFacts& facts, const Options& settings) {
@@ -216,31 +244,32 @@ Answer nothingCut(const StreamFacts& facts, const Options& settings) {
     const std::string reason = "Nothing was cut in the last " + seconds(facts.uncut_time) +
                                ", although --duration is " + std::to_string(settings.duration) +
                                ".";
-    const bool is_explained = facts.frames == 0 || facts.falls > 0 || facts.cut_packets == 0;
+    const bool is_explained =
+        facts.frames == 0 || facts.reordered > 0 || facts.restarts > 0 || facts.cut_packets == 0;
     return is_explained ? Finding{.reason = reason, .remedy = "Mend what is said above."}
                         : mendByAlignment(reason, facts, settings);
 }
 
 Answer badBeginnings(const StreamFacts& facts, const Options& settings) {
-    const std::uint64_t keyless = facts.segments - facts.with_key_frame;
-    const std::uint64_t tableless = facts.segments - facts.with_tables;
-    if (facts.frames == 0 || (keyless == 0 && tableless == 0)) {
+    const std::uint64_t keyless = facts.with_video - facts.with_key_frame;
+    const std::uint64_t tableless = facts.with_video - facts.with_tables;
+    if (keyless == 0 && tableless == 0) {
         return std::nullopt;
     }
     std::string reason = "Players cannot begin at every segment:";
     if (keyless > 0) {
-        reason += " without a key frame first, " + share(keyless, facts.segments, "segment");
+        reason += " without a key frame first, " + share(keyless, facts.with_video, "segment");
     }
     if (tableless > 0) {
         reason += std::string(keyless > 0 ? ";" : "") +
                   " without PAT and PMT in front of the video, " +
-                  share(tableless, facts.segments, "segment");
+                  share(tableless, facts.with_video, "segment");
     }
     return mendByAlignment(reason + ".", facts, settings);
 }
 
 Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
-    if (facts.misstated == 0) {
+    if (facts.misstated == 0 || settings.duration < 1) {
         return std::nullopt;
     }
     const double usual = static_cast<double>(facts.lengths.get()) / 100;
@@ -249,6 +278,9 @@ Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
                                ", rounded to seconds (RFC 8216, 4.3.3.1): they last " +
                                decimal(usual) + " s as a rule, and it says " +
                                std::to_string(settings.duration) + " s.";
+    if (badBeginnings(facts, settings)) {
+        return Finding{.reason = reason, .remedy = "Mend number 6, which mends this too."};
+    }
     // Less than the length, so that the cut falls due in time, and no less than what it rounds to.
     const double fitting = std::floor(usual);
     if (fitting >= 1 && usual > fitting && usual < fitting + 0.5 && fitting != settings.duration) {
@@ -267,22 +299,30 @@ Answer lostPackets(const StreamFacts& facts, const Options& settings) {
     for (const auto& [pid, count] : facts.lost.listed()) {
         places += (places.empty() ? "" : ", ") + std::to_string(count) + " on PID " + pidName(pid);
     }
-    return Finding{.reason = counted(facts.lost.total(), "packet") +
-                             " or more were lost on the way, by "
-                             "the continuity counters: " +
-                             places + ".",
-                   .remedy = "A pipe loses nothing; a UDP source does when its buffer is small.",
-                   .to_copy = by(settings, "-i 'udp://...?buffer_size=4000000'",
-                                 "udpsrc buffer-size=4000000")};
+    Finding finding{
+        .reason = counted(facts.lost.total(), "packet") +
+                  " or more were lost on the way, by the continuity counters: " + places + "."};
+    if (facts.restarts > 0) {
+        finding.remedy = "A source that began anew, as in number 4, counts anew too: mend that.";
+    } else {
+        finding.remedy = "A pipe loses nothing; a UDP source does when its buffer is small:";
+        finding.to_copy =
+            by(settings, "-i 'udp://...?buffer_size=4000000'", "udpsrc buffer-size=4000000");
+    }
+    return finding;
 }
 
-Answer hardSettings(const StreamFacts& facts, const Options& settings) {
-    if (settings.duration < 1) {
-        return Finding{.reason = "--duration=" + std::to_string(settings.duration) +
-                                 " is a length that no player can live with.",
-                       .remedy = "Use at least a second, better four:",
-                       .to_copy = "--duration=4"};
+Answer hardDuration(const StreamFacts& /*facts*/, const Options& settings) {
+    if (settings.duration >= 1) {
+        return std::nullopt;
     }
+    return Finding{.reason = "--duration=" + std::to_string(settings.duration) +
+                             " is a length that no player can live with.",
+                   .remedy = "Use at least a second, better four:",
+                   .to_copy = "--duration=4"};
+}
+
+Answer hardWindow(const StreamFacts& facts, const Options& settings) {
     if (settings.window > 0 && settings.window < smallest_window) {
         return Finding{.reason = "--window=" + std::to_string(settings.window) +
                                  " keeps too few segments: players begin three or four before the "
@@ -299,18 +339,23 @@ Answer hardSettings(const StreamFacts& facts, const Options& settings) {
     return std::nullopt;
 }
 
-/// The findings by their numbers, from 1 on.
-constexpr Answer (*questions[])(const StreamFacts&, const Options&) = {
-    noTransportStream, videoElsewhere,   noCutPackets, fallingTimestamps, nothingCut,
-    badBeginnings,     misstatedLengths, lostPackets,  hardSettings};
+/// What is asked of every stream, and the number of the finding that may be the answer.
+constexpr struct {
+    int number;
+    Answer (*ask)(const StreamFacts&, const Options&);
+} questions[] = {
+    {1, noTransportStream}, {2, videoElsewhere}, {3, noCutPackets},     {4, fallingTimestamps},
+    {5, nothingCut},        {6, badBeginnings},  {7, misstatedLengths}, {8, lostPackets},
+    {9, hardDuration},      {9, hardWindow},
+};
 
 } // namespace
 
 std::vector<Finding> findFindings(const StreamFacts& facts, const Options& settings) {
     std::vector<Finding> findings;
-    for (std::size_t i = 0; i < std::size(questions); ++i) {
-        if (Answer answer = questions[i](facts, settings)) {
-            answer->number = static_cast<int>(i) + 1;
+    for (const auto& [number, ask] : questions) {
+        if (Answer answer = ask(facts, settings)) {
+            answer->number = number;
             findings.push_back(*std::move(answer));
         }
         if (isNoise(facts)) { // only the first question has an answer then

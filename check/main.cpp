@@ -26,12 +26,12 @@ int main(int argc, char** argv) {
     writeHeading(std::cout);
     while (input.read()) {
         for (char* packet = input.begin(); packet != input.end(); packet += packet_size) {
-            if (const Segment* segment = reader.take(packet)) {
+            if (const SegmentFacts* segment = reader.take(packet)) {
                 writeRow(std::cout, *segment);
             }
         }
     }
-    while (const Segment* segment = reader.takeEnd()) {
+    while (const SegmentFacts* segment = reader.takeEnd()) {
         writeRow(std::cout, *segment);
     }
 

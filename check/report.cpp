@@ -20,7 +20,7 @@ std::string videoSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
     }
     std::string text = "Video was found " + place + ": " + counted(facts.frames, "frame");
     if (const double rate = frameRate(facts); rate > 0) {
-        text += ", " + decimal(rate) + " a second";
+        text += ", " + decimal(rate, 3) + " a second";
     }
     const auto distance = static_cast<std::int64_t>(facts.key_frame_distances.get());
     return text + (distance > 0 ? ", a key frame every " + seconds(distance) : "") + ".";
@@ -33,7 +33,7 @@ std::string tableSentence(const StreamFacts& facts, const MuxerPIDs* muxer) {
 }
 
 std::string segmentSentence(const StreamFacts& facts) {
-    const std::string of_all = " of " + counted(facts.segments, "segment");
+    const std::string of_all = " of " + counted(facts.with_video, "segment");
     return "A key frame comes first in " + std::to_string(facts.with_key_frame) + of_all +
            ", PAT and PMT before the video in " + std::to_string(facts.with_tables) + ".";
 }
@@ -54,7 +54,7 @@ void writeHeading(std::ostream& out) {
     out << "   segment    packets    seconds   PAT   PMT   SDT   key-frame" << std::endl;
 }
 
-void writeRow(std::ostream& out, const Segment& segment) {
+void writeRow(std::ostream& out, const SegmentFacts& segment) {
     constexpr double ticks = ticks_per_second;
     out << std::setw(10) << segment.number << std::setw(11) << segment.packets << std::setw(11);
     if (segment.length) {
@@ -70,6 +70,10 @@ void writeRow(std::ostream& out, const Segment& segment) {
 void writeSummary(std::ostream& out, const StreamFacts& facts, const Options& settings) {
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
     out << '\n';
+    if (isNoise(facts)) {
+        out << counted(facts.packets, "packet") << ", of which nothing more can be said.\n";
+        return;
+    }
     for (const std::string& sentence : {videoSentence(facts, muxer), tableSentence(facts, muxer),
                                         segmentSentence(facts), lengthSentence(facts, settings)}) {
         writeWrapped(out, "", sentence);

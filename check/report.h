@@ -11,7 +11,7 @@
 void writeHeading(std::ostream& out);
 
 /// Writes one line about `segment`, in columns of words without blanks, and flushes `out`.
-void writeRow(std::ostream& out, const Segment& segment);
+void writeRow(std::ostream& out, const SegmentFacts& segment);
 
 /// Writes what the stream is like, in sentences.
 void writeSummary(std::ostream& out, const StreamFacts& facts, const Options& settings);

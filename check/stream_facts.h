@@ -10,7 +10,7 @@
 #include <string>
 
 /// A segment as players will find it. Times are in 90 kHz ticks.
-struct Segment {
+struct SegmentFacts {
     std::uint32_t number = 0;
     std::uint64_t packets = 0;
     std::optional<std::uint64_t> first_pts; ///< of its first video PES start
@@ -21,6 +21,7 @@ struct Segment {
     bool has_key_frame = false; ///< its first video PES start is a key frame
     bool has_video = false;     ///< a video packet has come
     bool has_wrap = false;      ///< the 33-bit clock began anew in it
+    bool has_restart = false;   ///< the source began anew in it
 };
 
 /// What was found in a stream so far. "Video" is what the segmenter takes for it: PES packets on
@@ -37,16 +38,20 @@ struct StreamFacts {
 
     // Video PES starts and their timestamps.
     std::uint64_t frames = 0;
-    PIDCounts other_video;          ///< on PIDs that are not the muxer's
-    std::uint64_t falls = 0;        ///< timestamps lower than the one before
-    std::uint64_t wraps = 0;        ///< those where the 33-bit clock began anew, not among falls
-    std::int64_t video_time = 0;    ///< from the first timestamp to the last, without jumps
+    PIDCounts other_video;          ///< on PIDs that are not the muxer's, or of no known muxer
+    std::uint64_t reordered = 0;    ///< timestamps a little lower than the one before, as B-frames
+                                    ///< make them
+    std::uint64_t restarts = 0;     ///< timestamps much lower than the one before
+    std::uint64_t wraps = 0;        ///< where the 33-bit clock began anew, none of these
+    std::uint64_t steps = 0;        ///< from one timestamp to the next, without jumps of the source
+    std::int64_t video_time = 0;    ///< all these steps together
     std::int64_t uncut_time = 0;    ///< from the last cut on, by video on any PID, without jumps
     UsualValue frame_steps;         ///< from one timestamp to the next
     UsualValue key_frame_distances; ///< from one key frame to the next
 
     // Segments, complete or ended with the stream.
     std::uint64_t segments = 0;
+    std::uint64_t with_video = 0;     ///< these are looked at for their beginnings
     std::uint64_t with_key_frame = 0; ///< at the start
     std::uint64_t with_tables = 0;    ///< PAT and PMT in front of the video
     std::uint64_t measured = 0;       ///< those that have a length
@@ -56,6 +61,8 @@ struct StreamFacts {
     UsualValue lengths; ///< in hundredths of a second
 };
 
-/// Frames a second, 0 where there are too few. Steps between timestamps tell it, or, where these
-/// fall back, the time that all frames take.
+/// True where so many sync bytes are missing that nothing else can be said of the stream.
+bool isNoise(const StreamFacts& facts);
+
+/// Frames a second, 0 where there are too few: one of the usual rates where it is close to one.
 double frameRate(const StreamFacts& facts);

@@ -11,18 +11,23 @@
 
 namespace {
 
-/// The time from timestamp `from`, if there is one, to `to`: backward it is negative, and where the
-/// source jumped, 0.
-std::int64_t passed(const std::optional<std::uint64_t>& from, std::uint64_t to) {
-    constexpr std::int64_t jump = std::int64_t{10} * ticks_per_second;
-    const std::int64_t step = from ? ticksBetween(*from, to) : 0;
-    return step > -jump && step < jump ? step : 0;
+/// A longer way between two timestamps than this is a jump of the source, not time that passed.
+constexpr std::int64_t jump = std::int64_t{10} * ticks_per_second;
+
+/// A fall further than this is a jump too, and not the order of B-frames.
+constexpr std::int64_t longest_fall = std::int64_t{2} * ticks_per_second;
+
+/// The time from timestamp `from`, if there is one, to `to`; negative where it falls.
+std::int64_t ticksSince(const std::optional<std::uint64_t>& from, std::uint64_t to) {
+    return from ? ticksBetween(*from, to) : 0;
 }
+
+bool isJump(std::int64_t step) { return step > jump || step < -longest_fall; }
 
 constexpr std::uint64_t ticks_per_hundredth = ticks_per_second / 100;
 
 /// Whether the playlist, which says `duration` seconds, will misstate a segment of `length` ticks.
-bool isMisstated(const Segment& segment, std::uint64_t length, std::int32_t duration) {
+bool isMisstated(const SegmentFacts& segment, std::uint64_t length, std::int32_t duration) {
     const auto rounded =
         static_cast<std::int64_t>((length + ticks_per_second / 2) / ticks_per_second);
     // The first segment is short, since its cut time is 0; a wrap of the clock puts a cut off.
@@ -36,20 +41,21 @@ StreamReader::StreamReader(Options& settings) : settings(settings), rule(setting
     found.beginning.reserve(StreamFacts::beginning_size);
 }
 
-const Segment* StreamReader::take(char* packet) {
+const SegmentFacts* StreamReader::take(char* packet) {
     TS header;
     std::memcpy(&header, packet, sizeof header);
     noteBytes(header, packet);
     noteContinuity(header, packet);
 
-    const Segment* ended = rule.beginsSegment(packet) ? beginSegment() : nullptr;
+    const SegmentFacts* ended = rule.beginsSegment(packet) ? beginSegment() : nullptr;
     ++current->packets;
     noteTables(header, packet);
-    const Segment* measured = noteVideo(header, packet);
+    // Only one of the two: a packet with which a segment begins is not on the PID of the video.
+    const SegmentFacts* measured = noteVideo(header, packet);
     return measured != nullptr ? measured : ended;
 }
 
-const Segment* StreamReader::takeEnd() {
+const SegmentFacts* StreamReader::takeEnd() {
     return unmeasured ? complete(unmeasured) : current ? complete(current) : nullptr;
 }
 
@@ -103,17 +109,21 @@ void StreamReader::noteTables(const TS& header, const char* packet) {
 }
 
 /// Returns the segment before the current one, if this packet gave it its length.
-const Segment* StreamReader::noteVideo(TS& header, char* packet) {
+const SegmentFacts* StreamReader::noteVideo(TS& header, char* packet) {
     const int offset = syncPES(any_muxer, header, packet);
     if (!holdsPTS(offset)) {
         return nullptr;
     }
     const std::uint64_t pts = decodePTS(packet + offset);
-    found.uncut_time += passed(std::exchange(last_any_pts, pts), pts);
+    const std::int64_t step = ticksSince(std::exchange(last_any_pts, pts), pts);
+    found.uncut_time += isJump(step) ? 0 : step;
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
     if (muxer != nullptr && packetPID(header) != muxer->video) {
         found.other_video.add(packetPID(header));
         return nullptr;
+    }
+    if (muxer == nullptr) {
+        found.other_video.add(packetPID(header));
     }
     const bool is_key_frame = readAdaptationField(header, packet).random_access_indicator;
     noteTimestamp(pts, is_key_frame);
@@ -123,7 +133,7 @@ const Segment* StreamReader::noteVideo(TS& header, char* packet) {
     current->first_pts = pts;
     current->has_video = true;
     current->has_key_frame = is_key_frame;
-    if (unmeasured && unmeasured->first_pts) {
+    if (unmeasured && unmeasured->first_pts && !unmeasured->has_restart) {
         if (const std::int64_t length = ticksBetween(*unmeasured->first_pts, pts); length >= 0) {
             unmeasured->length = static_cast<std::uint64_t>(length);
         }
@@ -134,44 +144,54 @@ const Segment* StreamReader::noteVideo(TS& header, char* packet) {
 void StreamReader::noteTimestamp(std::uint64_t pts, bool is_key_frame) {
     ++found.frames;
     if (last_pts) {
-        const std::int64_t step = ticksBetween(*last_pts, pts);
-        found.falls += step < 0 ? 1 : 0;
-        if (step > 0 && pts < *last_pts) {
-            ++found.wraps;
-            current->has_wrap = true;
-        }
-        if (step > 0) {
-            found.frame_steps.add(static_cast<std::uint64_t>(step));
-        }
+        noteStep(ticksBetween(*last_pts, pts), pts < *last_pts);
     }
-    found.video_time += passed(last_pts, pts);
     last_pts = pts;
     if (is_key_frame) {
-        if (last_key_pts && ticksBetween(*last_key_pts, pts) > 0) {
-            found.key_frame_distances.add(
-                static_cast<std::uint64_t>(ticksBetween(*last_key_pts, pts)));
+        if (const std::int64_t distance = ticksSince(std::exchange(last_key_pts, pts), pts);
+            distance > 0 && !isJump(distance)) {
+            found.key_frame_distances.add(static_cast<std::uint64_t>(distance));
         }
-        last_key_pts = pts;
+    }
+}
+
+/// Takes the way from one timestamp to the next; `falls`, as numbers the second one is lower.
+void StreamReader::noteStep(std::int64_t step, bool falls) {
+    // The step to a segment's first timestamp is part of the length of the one before.
+    SegmentFacts& segment = current->first_pts || !unmeasured ? *current : *unmeasured;
+    if (isJump(step)) {
+        found.restarts += falls ? 1 : 0;
+        segment.has_restart |= falls;
+        return;
+    }
+    ++found.steps;
+    found.video_time += step;
+    found.reordered += step < 0 ? 1 : 0;
+    found.wraps += step > 0 && falls ? 1 : 0;
+    segment.has_wrap |= step > 0 && falls;
+    if (step > 0) {
+        found.frame_steps.add(static_cast<std::uint64_t>(step));
     }
 }
 
 /// Returns the segment before the one that ends here, if it has waited for a timestamp in vain.
-const Segment* StreamReader::beginSegment() {
-    const Segment* waited = unmeasured ? complete(unmeasured) : nullptr;
+const SegmentFacts* StreamReader::beginSegment() {
+    const SegmentFacts* waited = unmeasured ? complete(unmeasured) : nullptr;
     const std::uint32_t number = current ? current->number + 1 : 0;
-    unmeasured = std::exchange(current, Segment());
+    unmeasured = std::exchange(current, SegmentFacts());
     current->number = number;
     found.uncut_time = 0;
     return waited;
 }
 
 /// Counts `segment` in, and empties it.
-const Segment* StreamReader::complete(std::optional<Segment>& segment) {
+const SegmentFacts* StreamReader::complete(std::optional<SegmentFacts>& segment) {
     completed = *segment;
     segment.reset();
     ++found.segments;
+    found.with_video += completed.first_pts ? 1 : 0;
     found.with_key_frame += completed.has_key_frame ? 1 : 0;
-    found.with_tables += completed.has_pat && completed.has_pmt ? 1 : 0;
+    found.with_tables += completed.first_pts && completed.has_pat && completed.has_pmt ? 1 : 0;
     if (completed.length) {
         const std::uint64_t length = *completed.length;
         found.shortest = found.measured == 0 ? length : std::min(found.shortest, length);

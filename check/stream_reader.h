@@ -18,10 +18,10 @@ public:
 
     /// Takes the 188 bytes of the stream's next packet. Returns the segment that became complete
     /// with it, valid until the next call, or null.
-    const Segment* take(char* packet);
+    const SegmentFacts* take(char* packet);
 
     /// After the last packet: the next segment that the stream's end completes, or null.
-    const Segment* takeEnd();
+    const SegmentFacts* takeEnd();
 
     [[nodiscard]] const StreamFacts& facts() const { return found; }
 
@@ -36,10 +36,11 @@ private:
     void noteBytes(const TS& header, const char* packet);
     void noteContinuity(const TS& header, const char* packet);
     void noteTables(const TS& header, const char* packet);
-    const Segment* noteVideo(TS& header, char* packet);
+    const SegmentFacts* noteVideo(TS& header, char* packet);
     void noteTimestamp(std::uint64_t pts, bool is_key_frame);
-    const Segment* beginSegment();
-    const Segment* complete(std::optional<Segment>& segment);
+    void noteStep(std::int64_t step, bool falls);
+    const SegmentFacts* beginSegment();
+    const SegmentFacts* complete(std::optional<SegmentFacts>& segment);
 
     Options& settings;
     Options any_muxer; // its video may be on any PID
@@ -49,7 +50,7 @@ private:
     std::optional<std::uint64_t> last_any_pts; // of a video PES start on any PID
     std::optional<std::uint64_t> last_pts;
     std::optional<std::uint64_t> last_key_pts;
-    std::optional<Segment> unmeasured; // ended, but the next one has no timestamp yet
-    std::optional<Segment> current;
-    Segment completed;
+    std::optional<SegmentFacts> unmeasured; // ended, but the next one has no timestamp yet
+    std::optional<SegmentFacts> current;
+    SegmentFacts completed;
 };

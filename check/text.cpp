@@ -2,15 +2,13 @@
 
 #include "tsinspect/pts.h"
 
-#include <cmath>
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
 std::string decimal(double number, int digits) {
-    const double scale = std::pow(10, digits);
-    const double cut = std::floor(number * scale + 1e-6) / scale; // 4.04 * 100 is 403.99..
     std::ostringstream out;
-    out << std::fixed << std::setprecision(digits) << cut;
+    out << std::fixed << std::setprecision(digits) << number;
     std::string text = out.str();
     if (digits > 0) {
         text.erase(text.find_last_not_of('0') + 1);
@@ -40,7 +38,10 @@ void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view
     const std::size_t width = columns - prefix.size();
     out << prefix;
     while (text.size() > width) {
-        const std::size_t end = text.rfind(' ', width);
+        const std::size_t end = std::min(text.rfind(' ', width), text.find(' ', width));
+        if (end == std::string_view::npos) {
+            break; // the last word, longer than a line
+        }
         out << text.substr(0, end) << '\n' << std::string(prefix.size(), ' ');
         text.remove_prefix(end + 1);
     }

@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// A number with at most `digits` decimals: what would be behind them is cut off, and zeros at the
-/// end are left out. "4.04", "25".
+/// A number rounded to at most `digits` decimals, without zeros at the end: "4.04", "25".
 std::string decimal(double number, int digits = 2);
 
 /// `ticks` of the 90 kHz clock as seconds, such as "4.04 s".

@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
                 }
             }
         }
-        segment_file.append({unwritten, input.end()});
+        segment_file.append({unwritten, input.end()}); // nothing, where no file could be opened
     }
 
     updateIndexFile(settings, first, count + 1, true);

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <tuple>
 
 namespace {
@@ -12,20 +13,37 @@ namespace {
 constexpr const char* null_device = "/dev/null";
 constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
 
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): all that a handler can reach
+// All that a signal handler can reach.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
 volatile std::sig_atomic_t null_input = -1; // a descriptor of the null device
+timespec first_signal = {};                 // when it came; no time yet
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
+
+/// True when so little time has passed since the first signal that this one is the same, sent
+/// twice: a terminal that is closed, timeout and systemd do that.
+bool isRepeated() {
+    constexpr long repeat_milliseconds = 50;
+    timespec now = {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return (now.tv_sec - first_signal.tv_sec) * 1000L +
+               (now.tv_nsec - first_signal.tv_nsec) / 1000000L <
+           repeat_milliseconds;
+}
 
 } // namespace
 
 extern "C" {
 /// Puts the null device in the place of standard input. Unlike a flag, this leaves no gap between a
 /// check and the read behind it: a read that comes later, or that was waiting and begins again,
-/// finds the end.
-static void endInput(int /*signal*/) {
+/// finds the end. A second signal then has its usual effect.
+static void endInput(int signal) {
     const int error = errno;
-    ::dup2(null_input, STDIN_FILENO);
-    for (const int signal : ending_signals) {
+    if (first_signal.tv_sec == 0 && first_signal.tv_nsec == 0) {
+        ::clock_gettime(CLOCK_MONOTONIC, &first_signal);
+        ::dup2(null_input, STDIN_FILENO);
+    } else if (!isRepeated()) {
         std::ignore = std::signal(signal, SIG_DFL);
+        std::ignore = std::raise(signal); // comes once this handler has returned
     }
     errno = error;
 }
@@ -41,13 +59,15 @@ void fillStandardDescriptors() {
 
 void endInputOnSignals() {
     null_input = ::open(null_device, O_RDONLY | O_CLOEXEC);
-
+    if (null_input < 0) {
+        return; // signals can only do what they always did
+    }
     struct sigaction action = {};
     action.sa_handler = endInput;
     action.sa_flags = SA_RESTART; // a write to a segment file goes on
     ::sigemptyset(&action.sa_mask);
     for (const int signal : ending_signals) {
-        ::sigaddset(&action.sa_mask, signal); // a second one waits until it can end the process
+        ::sigaddset(&action.sa_mask, signal); // handled one after the other
     }
     for (const int signal : ending_signals) {
         struct sigaction before = {};

@@ -11,12 +11,12 @@
 bool SegmentFile::open(const std::string& path) {
     constexpr mode_t mode = 0666; // less the user's umask
     descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
-    is_broken = descriptor == none;
-    return !is_broken;
+    is_broken = false;
+    return descriptor != none;
 }
 
 void SegmentFile::append(std::span<const char> packets) {
-    while (!packets.empty() && !is_broken) {
+    while (descriptor != none && !is_broken && !packets.empty()) {
         const ssize_t count = ::write(descriptor, packets.data(), packets.size());
         if (count < 0) {
             is_broken = true;
