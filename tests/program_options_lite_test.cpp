@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <vector>
 
@@ -12,101 +13,148 @@ namespace po = vex::program_options_lite;
 
 namespace {
 
-/// A registry with long, short and shared names.
-struct OptionLibrary : testing::Test {
-    OptionLibrary() {
-        opts.addOptions()("flag,-n", flag, false, "")("text,t,-long,two", text, "none", "");
-        opts.addOptions()("number,n,long,two", number, 77, "");
-    }
-    /// The values and what standard error got after `action`, which starts from the defaults.
-    template <typename Action>
-    std::string after(Action action) {
-        po::setDefaults(opts);
-        testing::internal::CaptureStderr();
-        action();
-        return (flag ? "true " : "false ") + text + ' ' + std::to_string(number) +
-               testing::internal::GetCapturedStderr();
-    }
-
-    po::Options opts;
+/// What options with long, short and shared names hold after `action`, as "text=a number=3": those
+/// that have not their defaults. Behind them, what came to standard error.
+std::string after(const std::function<void(po::Options&)>& action) {
     bool flag = true;
     std::string text;
     int number = 0;
+    po::Options opts;
+    opts.addOptions()("flag,-n", flag, false, "")("number,n,long,two", number, 77, "");
+    opts.addOptions()("text,t,-long,two", text, "none", "");
+    po::setDefaults(opts);
+    testing::internal::CaptureStderr();
+    action(opts);
+    return (flag ? "flag " : "") + (text == "none" ? "" : "text=" + text + ' ') +
+           (number == 77 ? "" : "number=" + std::to_string(number) + ' ') +
+           testing::internal::GetCapturedStderr();
+}
+
+struct CommandLineRow {
+    const char* name;
+    std::vector<const char*> words; ///< behind the program's name
+    const char* result = "";
 };
+
+const CommandLineRow command_lines[] = {
+    {.name = "no argument", .words = {}},
+    {.name = "a value with =", .words = {"--text=a=b"}, .result = "text=a=b "},
+    {.name = "an empty value", .words = {"--text="}, .result = "text= "},
+    {.name = "a later value", .words = {"--number=3", "--number=4"}, .result = "number=4 "},
+    {.name = "a value of its own", .words = {"--number", "5"}, .result = "number=1 "},
+    {.name = "three dashes", .words = {"---number=-3s"}, .result = "number=-3 "},
+    {.name = "other words", .words = {"file", "", "--flag"}, .result = "flag "},
+    {.name = "dashes only", .words = {"-", "--", "--number=6"}, .result = "number=6 "},
+    {.name = "a short option", .words = {"-t", "--flag"}, .result = "text=--flag "},
+    {.name = "a shared name", .words = {"-n", "1"}, .result = "flag number=1 "},
+    {.name = "one at the end", .words = {"--number=8", "-x"}, .result = "number=8 "},
+    {.name = "not in range", .words = {"--number=2147483648", "--flag=2"}},
+    {.name = "decimal", .words = {"--number=ten", "--number=-0x10"}, .result = "number=0 "},
+    {.name = "unknown",
+     .words = {"--n=3", "--flag"},
+     .result = "flag Unknown option: `n' (value:`3')\n"},
+    {.name = "unknown short one",
+     .words = {"-flag", "--text"},
+     .result = "Unknown option: `flag' (value:`--text')\n"},
+    {.name = "no name", .words = {"--=v"}, .result = "Unknown option: `' (value:`v')\n"},
+};
+
+struct ConfigFileRow {
+    const char* name;
+    const char* lines;
+    const char* result = "";
+};
+
+const ConfigFileRow config_files[] = {
+    {.name = "a comment", .lines = "  number :\t10   # seconds\r", .result = "number=10 "},
+    {.name = "blanks inside", .lines = "text:  a \t b\t\r\n", .result = "text=a \t b "},
+    {.name = "two lines", .lines = "number:8\nnumber:9", .result = "number=9 "},
+    {.name = "a # in a word", .lines = "text: a#b #: c", .result = "text=a#b "},
+    {.name = "a colon in a value", .lines = "text: a: b", .result = "text=a: b "},
+    {.name = "two colons", .lines = "text::x", .result = "text=:x "},
+    {.name = "none whole", .lines = "text: # none\ntext:\r\ntext\ntext a\n# text: a\n #\n:\n\n"},
+    {.name = "a short name", .lines = "t: a", .result = "Unknown option: `t' (value:`a')\n"},
+};
+
+/// The help text for options with these names and texts.
+std::string help(unsigned columns,
+                 const std::vector<std::pair<const char*, const char*>>& options) {
+    int target = 0;
+    po::Options opts;
+    for (const auto& [names, text] : options) {
+        opts.addOptions()(names, target, 0, text);
+    }
+    std::ostringstream out;
+    po::doHelp(out, opts, columns);
+    return out.str();
+}
 
 } // namespace
 
-TEST_F(OptionLibrary, LooksForLongNamesFirst) {
-    EXPECT_EQ(after([&] { po::storePair(opts, false, true, "long", "7"); }), "false 7 77");
-    EXPECT_EQ(after([&] { po::storePair(opts, "long", "7"); }), "false none 7");
-    EXPECT_EQ(after([&] { EXPECT_TRUE(po::storePair(opts, "two", " 8 ")); }), "false  8  8");
-    EXPECT_FALSE(po::storePair(opts, "-n", "8"));
+TEST(StorePair, LooksForLongNamesFirst) {
+    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
+    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, false, true, "long", "7"); }), "text=7 ");
+    EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "two", "8")); }),
+              "text=8 number=8 ");
+    EXPECT_EQ(after([](auto& opts) { EXPECT_FALSE(po::storePair(opts, "-n", "8")); }),
+              "Unknown option: `-n' (value:`8')\n");
 }
 
-TEST_F(OptionLibrary, ScansArgumentsToTheEnd) {
-    std::pair<std::vector<const char*>, const char*> cases[] = {
-        {{"program"}, "false none 77"},
-        {{"--flag", "--flag", "--text=a=b", "file", "", "---number=3s", "--text="}, "true  3"},
-        {{"", "--number", "10"}, "false none 1"},
-        {{"", "-n", "1", "-n", "--number=9", "-t", "7"}, "true 7 1"},
-        {{"", "-", "--", "---", "--number=6", "-t"}, "false none 6"},
-        {{"", "--number=2147483648", "--flag=2", "-x"}, "false none 77"},
-        {{"", "--number=-0x10", "--number=ten"}, "false none 0"},
-        {{"", "--n=3", "--flag"}, "true none 77Unknown option: `n' (value:`3')\n"},
-        {{"", "-flag", "--text"}, "false none 77Unknown option: `flag' (value:`--text')\n"},
-        {{"", "--=v"}, "false none 77Unknown option: `' (value:`v')\n"},
-    };
-    for (auto& [words, expected] : cases) {
-        const auto argc = static_cast<unsigned>(words.size());
-        EXPECT_EQ(after([&, argv = words.data()] { po::scanArgv(opts, argc, argv); }), expected);
+TEST(CommandLine, GivesOptionsWhatTheRowsSay) {
+    for (CommandLineRow row : command_lines) {
+        row.words.insert(row.words.begin(), "--number=99"); // the program's name
+        const auto argc = static_cast<unsigned>(row.words.size());
+        EXPECT_EQ(after([&](auto& opts) { po::scanArgv(opts, argc, row.words.data()); }),
+                  row.result)
+            << row.name;
     }
 }
 
-TEST_F(OptionLibrary, ReadsConfigurationLines) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"  number :\t10   # seconds\r", "false none 10"},
-        {"text:  a \t b\t\r\nnumber:9", "false a \t b 9"},
-        {"text: a#b #: c", "false a#b 77"},
-        {"text: a: b\ntext::x", "false :x 77"},
-        {"text: # none\ntext:\r\ntext\ntext a\n# text: a\n #\n\n", "false none 77"},
-        {"size: 3\nnumber: 5", "false none 5Unknown option: `size' (value:`3')\n"},
-        {"t: a", "false none 77Unknown option: `t' (value:`a')\n"},
-    };
-    for (const auto& [lines, expected] : cases) {
-        std::istringstream in(lines);
-        EXPECT_EQ(after([&] { po::scanFile(opts, in); }), expected);
+TEST(ConfigFile, GivesOptionsWhatTheRowsSay) {
+    for (const ConfigFileRow& row : config_files) {
+        std::istringstream lines(row.lines);
+        EXPECT_EQ(after([&](auto& opts) { po::scanFile(opts, lines); }), row.result) << row.name;
     }
+    po::Options opts;
     po::parseConfigFile(opts, "/"); // opens, but cannot be read
     EXPECT_EXIT(po::parseConfigFile(opts, "none"), testing::ExitedWithCode(1),
                 "^Failed to open config file: `none'\n$");
 }
 
 TEST(Help, IsLaidOutInColumns) {
-    const std::tuple<const char*, const char*, unsigned, std::string> cases[] = {
-        {"aa", "", 80, "        --aa"},
-        {"h,aa", "text", 80, "  -h,   --aa  text"},
-        {"-hhhhh,long", "t", 80, "  -hhhhh, --long  t"},
-        {"aa", "one two three", 20, "        --aa  one^two^three"},
-        {"aa", "12345 78", 22, "        --aa  12345^78"},
-        {"aa", "12345678   90", 22, "        --aa  12345678^90"},
-        {"aa", "1234567890", 22, "        --aa  12345678^90"},
-        {"aa", " 1234567890", 22, "        --aa   1234567^890"},
-        {"aa", "1234567    ", 22, "        --aa  1234567"},
-        {"aa", "a long first line\nb\n", 22, "        --aa  a long first line^b^"},
-        {"aa", "one two three", 14, "        --aa  one two three"},
-        {"abcdefghijklmnopqrstuvw", "t", 80, "        --abcdefghijklmnopqrstuvwt"},
-        {"abcdefghijklmnopqrstuvwx", "t", 80,
-         "        --abcdefghijklmnopqrstuvwx^                   t"},
-    };
-    for (auto [names, text, columns, help] : cases) {
-        int target = 0;
-        po::Options opts;
-        opts.addOptions()(names, target, 0, text);
-        std::ostringstream out;
-        po::doHelp(out, opts, columns);
-        for (std::size_t at = 0; (at = help.find('^')) != std::string::npos;) {
-            help.replace(at, 1, "\n              "); // to the column of the help texts
-        }
-        EXPECT_EQ(out.str(), help + '\n');
-    }
+    EXPECT_EQ(help(29, {{"h,help", "text"},
+                        {"-hhhhh", "wide"},
+                        {"no-text", ""},
+                        {"long-name", "one two a b"},
+                        {"full", "12345 78"},
+                        {"gap", "12345678   90"},
+                        {"word", "1234567890"},
+                        {"front", " 1234567890"},
+                        {"end", "1234567    "},
+                        {"lines", "a long first line\nb"}}),
+              R"(  -h,   --help       text
+  -hhhhh             wide
+        --no-text
+        --long-name  one two
+                     a b
+        --full       12345
+                     78
+        --gap        12345678
+                     90
+        --word       12345678
+                     90
+        --front       1234567
+                     890
+        --end        1234567
+        --lines      a long first line
+                     b
+)");
+    EXPECT_EQ(help(14, {{"aa", "there is no room"}}), "        --aa  there is no room\n");
+    EXPECT_EQ(help(80, {{"aa", "line\n"}}), "        --aa  line\n              \n");
+    EXPECT_EQ(
+        help(80, {{"abcdefghijklmnopqrstuvw", "wide"}, {"abcdefghijklmnopqrstuvwx", "wider"}}),
+        R"(        --abcdefghijklmnopqrstuvwwide
+        --abcdefghijklmnopqrstuvwx
+                                 wider
+)");
 }

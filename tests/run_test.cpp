@@ -1,142 +1,254 @@
-#include "segmenter/segment_file.h"
-#include "tests/support.h"
+#include "tests/program.h"
 
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <tuple>
+#include <vector>
 
 namespace {
 
-/// The shell's part of a run, in a mount namespace where /run is an in-memory file system of its
-/// own, so that the machine's marker file is never touched. The last lines write the report.
-constexpr auto shell_script = R"(
-input=$PWD/input; report=$PWD/report
-mount -t tmpfs tmpfs /run && mkdir /run/work && cd /run/work || exit
-@setup
-@feed | @program @arguments >/run/out
-{ echo $?; cat ${prefix}vid.*.ts >/run/all
-head -c $(($(stat -c %s $input) / 188 * 188)) $input | cmp -s - /run/all && echo =
-for f in ${prefix}vid.*.ts; do echo $f:$(($(stat -c %s $f) / 188)); done | grep -v '*'; echo /
-grep -v 'M3U\|DURATION\|INF' ${playlist:-live.m3u8}; echo /; cat /run/vod /run/out | head -c 52
-} | sed -E 's/(.www.hls_vod.)?(vid.|#EXT-X-MEDIA-SEQUENCE:)0{0,9}([0-9]+)(.ts)?/\3/; s/#EXT-X-ENDLIST/end/' | tr '\n' ' ' >$report
-)";
+struct SegmenterRun : ProgramTest {};
 
-/// Runs the program with shell words as `arguments` on `input` in an empty directory, after `setup`
-/// was run there; `feed` is what writes the input, which it finds in the file $input.
-///
-/// Returns the exit status; "=" if the segments are the input's whole packets; number:packets of
-/// each segment file; "/"; the playlist's first number, the numbers it lists and "end" for an end
-/// tag; "/"; the number in the marker; what the program printed, as far as 52 characters go.
-/// `setup` sets $prefix and $playlist where `arguments` do.
-std::string run(const std::string& arguments, const std::string& input, const char* setup = "",
-                const char* feed = "cat $input") {
-    const std::string directory = testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::filesystem::remove_all(directory);
-    std::filesystem::create_directory(directory);
-    std::string script = shell_script;
-    for (const auto& [word, text] : {std::pair("@setup", setup),
-                                     {"@feed", feed},
-                                     {"@program", SEGMENTER},
-                                     {"@arguments", arguments.c_str()}}) {
-        script.replace(script.find(word), std::strlen(word), text);
-    }
-    std::ofstream(directory + "/script") << script;
-    std::ofstream(directory + "/input", std::ios::binary) << input;
-    std::ignore = std::system(("cd " + directory + "; unshare -rm sh script 2>/dev/null").c_str());
-    return readFile(directory + "/report");
+/// The command of a run for muxer `mux_type`.
+std::string segmenter(const std::string& arguments = {}, int mux_type = 0) {
+    return SEGMENTER " --mux_type=" + std::to_string(mux_type) + ' ' + arguments;
 }
 
-struct Run : testing::Test {
-    void SetUp() override {
-        if (std::filesystem::canonical("/var/run") != "/run" ||
-            std::system("unshare -rm mount -t tmpfs tmpfs /run 2>/dev/null") != 0) {
-            GTEST_SKIP() << "skipped: a test may not have a /run of its own here";
-        }
-    }
+/// The options, as the README lists them.
+std::string helpText() {
+    const std::string readme = readFile(ROOT "README.md");
+    const std::string heading = "## Options\n\n```\n";
+    const std::size_t begin = readme.find(heading) + heading.size();
+    return readme.substr(begin, readme.find("```", begin) - begin);
+}
+
+/// Packets that are cut into three segments, and what is left when the window keeps two.
+const Stream three_segments = {video(1), table(), video(2), other(), table(), other()};
+constexpr const char* keep_two = "--duration=0 --window=2";
+const Outcome two_segments = {.marker = "/www/hls_vod/vid.0000000002.ts\n",
+                              .segments = {{"vid.0000000001.ts", {table(), video(2), other()}},
+                                           {"vid.0000000002.ts", {table(), other()}}},
+                              .texts = {{"live.m3u8", R"(#EXTM3U
+#EXT-X-TARGETDURATION:0
+#EXT-X-MEDIA-SEQUENCE:0000000001
+#EXTINF:0,
+vid.0000000001.ts
+#EXTINF:0,
+vid.0000000002.ts
+#EXT-X-ENDLIST
+)"}}};
+
+/// The playlist of a run with one segment.
+constexpr const char* one_segment = R"(#EXTM3U
+#EXT-X-TARGETDURATION:5
+#EXT-X-MEDIA-SEQUENCE:0000000000
+#EXTINF:5,
+vid.0000000000.ts
+#EXT-X-ENDLIST
+)";
+
+/// A run to the end of its input, and what it leaves.
+struct RunRow {
+    const char* name;
+    void (*before)() = [] {}; ///< makes what the run finds
+    std::string arguments{};  ///< shell words behind --mux_type; redirections too
+    Stream input{};
+    Outcome outcome{};
 };
+
+// clang-format off
+const RunRow rows[] = {
+    {.name = "the duration is 5 s, a partial packet is dropped, files of an earlier run replaced",
+     .before = [] { writeFile(marker_path, "of an earlier run");
+                    writeFile("vid.0000000000.ts", other(9));
+                    writeFile("live.m3u8.tmp", std::string(5000, 'x')); },
+     .input = {other(), table(), video(90000), table(), video(540000), table(), "partial"},
+     .outcome = {.errors = "",
+                 .marker = "/www/hls_vod/vid.0000000001.ts\n",
+                 .segments = {{"vid.0000000000.ts", {other(), table(), video(90000)}},
+                              {"vid.0000000001.ts", {table(), video(540000), table()}}},
+                 .texts = {{"live.m3u8", R"(#EXTM3U
+#EXT-X-TARGETDURATION:5
+#EXT-X-MEDIA-SEQUENCE:0000000000
+#EXTINF:5,
+vid.0000000000.ts
+#EXTINF:5,
+vid.0000000001.ts
+#EXT-X-ENDLIST
+)"}}}},
+    {.name = "files have the prefix in front, and the window deletes them under that name",
+     .before = [] { std::filesystem::create_directory("media");
+                    writeFile("vid.0000000000.ts", "of someone else"); },
+     .arguments = "--duration=0 --window=1 --prefix=media/tv- --url_prefix=/hls "
+                  "--playlist_name=list",
+     .input = {video(1), table(), other()},
+     .outcome = {.marker = "/www/hls_vod/vid.0000000001.ts\n",
+                 .segments = {{"media/tv-vid.0000000001.ts", {table(), other()}},
+                              {"vid.0000000000.ts", {"of someone else"}}},
+                 .texts = {{"media/tv-list", R"(#EXTM3U
+#EXT-X-TARGETDURATION:0
+#EXT-X-MEDIA-SEQUENCE:0000000001
+#EXTINF:0,
+/hls/vid.0000000001.ts
+#EXT-X-ENDLIST
+)"}}}},
+    {.name = "an input that cannot be read, as an empty one, leaves a playlist and no marker",
+     .arguments = "<.",
+     .outcome = {.texts = {{"live.m3u8", R"(#EXTM3U
+#EXT-X-TARGETDURATION:5
+#EXT-X-MEDIA-SEQUENCE:0000000000
+#EXT-X-ENDLIST
+)"}}}},
+    {.name = "a segment that cannot be created ends the run, and is listed all the same",
+     .before = [] { std::filesystem::create_directory("vid.0000000000.ts"); },
+     .input = {video(1), other(400), table()}, // more than is read at once
+     .outcome = {.output = "File open error! \n",
+                 .marker = "/www/hls_vod/vid.0000000000.ts\n",
+                 .texts = {{"live.m3u8", one_segment}}}},
+    {.name = "a playlist that cannot be replaced leaves the new one beside it",
+     .before = [] { std::filesystem::create_directories("live.m3u8/in the way"); },
+     .input = {other()},
+     .outcome = {.marker = "/www/hls_vod/vid.0000000000.ts\n",
+                 .segments = {{"vid.0000000000.ts", {other()}}},
+                 .texts = {{"live.m3u8.tmp", one_segment}}}},
+    {.name = "a playlist that cannot be written completely does not replace the old one",
+     .before = [] { writeFile("live.m3u8", "the old one");
+                    std::filesystem::create_symlink("/dev/full", "live.m3u8.tmp"); },
+     .input = {other()},
+     .outcome = {.marker = "/www/hls_vod/vid.0000000000.ts\n",
+                 .segments = {{"vid.0000000000.ts", {other()}}},
+                 .texts = {{"live.m3u8", "the old one"}}}},
+    {.name = "the help text ends a run before anything is read, and after the marker was removed",
+     .before = [] { writeFile(marker_path, "of an earlier run"); },
+     .arguments = "--help",
+     .input = {table()},
+     .outcome = {.status = 1, .output = helpText(), .errors = ""}},
+};
+// clang-format on
+
+/// True once the file at `path` holds `packets`.
+bool eventuallyHolds(const char* path, const Stream& packets) {
+    return eventually([&] { return readFile(path) == packets.bytes; });
+}
+
+/// Where descriptor `number` of `program` leads.
+std::string descriptor(const Program& program, int number) {
+    return std::filesystem::read_symlink("/proc/" + std::to_string(program.process) + "/fd/" +
+                                         std::to_string(number));
+}
 
 } // namespace
 
-TEST_F(Run, LeavesWholeSegmentsAndAPlaylistOfThem) {
-    const std::tuple<const char*, std::string, const char*, const char*> cases[] = {
-        // Where a segment begins.
-        {"", "", "a1 T v1 T a1 T", "0 = 0:3 1:3 / 0 0 1 end / 1 "},
-        {"", "", "v126000 T v576000 T v576001 a1 T", "0 = 0:1 1:5 2:1 / 0 0 1 2 end / 2 "},
-        {"", "", "v900000 T v100 T v450100 T v450101 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
-        {"", "", "v900000 T v9 v80 v8 v450008 T v450009 T", "0 = 0:1 1:7 2:1 / 0 0 1 2 end / 2 "},
-        {"", "", "v8589934591 T v0 T v450000 T v450001 T", "0 = 0:1 1:6 2:1 / 0 0 1 2 end / 2 "},
-        {"", "", "x900000 T v1 T", "0 = 0:3 1:1 / 0 0 1 end / 1 "},
-        {"", "--duration=0", "v1 T T v2 T", "0 = 0:1 1:3 2:1 / 0 0 1 2 end / 2 "},
-        {"", "--duration=-1", "v200000 T T a1", "0 = 0:1 1:1 2:2 / 0 0 1 2 end / 2 "},
-        {"", "--duration=2147483647", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
-        {"", "--duration=-2147483648", "v1 T v8589934591 T", "0 = 0:1 1:3 / 0 0 1 end / 1 "},
-        // What else may come: too little input, an unreadable one, things in the way, a full disk.
-        {"echo 9 >/run/vod", "", "", "0 = / 0 end / "},
-        {"echo 9 >/run/vod", "--help", "T",
-         "1 / /         --help           this help text         --pr"},
-        {"", "--prefix=no/", "T", "0 / / 0 File open error!  "},
-        {"mkdir vid.0000000000.ts", "", "T", "0 0:0 / 0 0 end / 0 File open error!  "},
-        {"mkdir vid.0000000001.ts", "--duration=0", "v1 T",
-         "0 0:1 1:0 / 0 0 1 end / 1 File open error!  "},
-        {"mkdir -p live.m3u8/x", "--duration=0", "v1 T a1", "0 = 0:1 1:2 / / 1 "},
-        {"echo 9 >live.m3u8; mkdir live.m3u8.tmp", "--duration=0", "v1 T", "0 = 0:1 1:1 / 9 / 1 "},
-        {"echo 9 >live.m3u8; ln -s /dev/full live.m3u8.tmp", "", "T", "0 = 0:1 / 9 / 0 "},
-        {"", "'--url_prefix=$(rm *)`rm *`'", "T", "0 = 0:1 / 0 $(rm *)`rm *`/0 end / 0 "},
-        {"prefix=x. playlist=x.y", "--prefix=x. --playlist_name=y --size=3 word", "T",
-         "0 = x.0:1 / 0 0 end / 0 "},
-        {"", "<.", "T", "0 / 0 end / "},
-        {"", "--duration=0 --window=2", "a1 v1 T v2 T v3 T v4 T", "0 3:2 4:1 / 3 3 4 end / 4 "},
-        {"", "--duration=0 --window=1", "v1 T v2 T v3", "0 2:2 / 2 2 end / 2 "},
-        {"", "--duration=0 --window=-1", "v1 T v2 T v3", "0 = 0:1 1:2 2:2 / 0 0 1 2 end / 2 "},
-        // Segment 1 does not fit on the disk; once the window has passed it, all is whole again.
-        {"mount -t tmpfs -o size=64k tmpfs $PWD; cd $PWD", "--duration=0 --window=2",
-         "v1 T a600 v2 T v3 T v4 T a1 v5 T a1", "0 4:3 5:2 / 4 4 5 end / 5 "},
-    };
-    for (const auto& [setup, arguments, script, report] : cases) {
+TEST_F(SegmenterRun, LeavesWhatTheRowsSay) {
+    for (const RunRow& row : rows) {
         for (const int mux_type : {0, 1}) {
-            const std::string partial_packet(187, 'p');
-            EXPECT_EQ(run("--mux_type=" + std::to_string(mux_type) + ' ' + arguments,
-                          stream(mux_type, script) + partial_packet, setup),
-                      report)
-                << setup << arguments << script;
+            SCOPED_TRACE("row \""s + row.name + "\", muxer " + std::to_string(mux_type));
+            beginAnew();
+            row.before();
+            Program program(segmenter(row.arguments, mux_type));
+            program.write(forMuxer(mux_type, row.input));
+            Outcome expected = row.outcome;
+            for (auto& [name, packets] : expected.segments) {
+                packets = forMuxer(mux_type, packets);
+            }
+            expectOutcome(collect(program.end()), expected);
         }
     }
-    EXPECT_TRUE(run("", stream(0, "T")).starts_with("1 / /         --help "));
-    EXPECT_EQ(run("--mux_type=2", stream(0, "v1 T v900000 T")), "0 = 0:4 / 0 0 end / 0 ");
 }
 
-TEST_F(Run, PublishesASegmentAsSoonAsItIsCut) {
-    // One byte at a time up to the second cut, and the rest only once the playlist is as expected.
-    const char* feed = R"sh({ head -c 940 $input | dd bs=1; for i in $(seq 300); do sleep 0.1
-[ "$(tail -n +3 live.m3u8 | tr '\n' ' ')" = "#EXT-X-MEDIA-SEQUENCE:0000000001 #EXTINF:0, vid.0000000001.ts " ] &&
-tail -c +941 $input && break; done; })sh";
-    EXPECT_EQ(run("--duration=0 --window=2", stream(0, "v1 T v2 a1 T a1"), "", feed),
-              "0 1:3 2:2 / 1 1 2 end / 2 ");
+TEST_F(SegmenterRun, WithoutOptionsPrintsTheHelpText) {
+    Program program(SEGMENTER);
+    expectOutcome(collect(program.end()), {.status = 1, .output = helpText()});
 }
 
-TEST(SegmentFile, KeepsWholePacketsWhenTheDiskIsFull) {
-    // What a file may grow to stands for the space on the disk.
-    std::ignore = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {1000, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    const std::string packets = stream(0, "a8");
-    SegmentFile file;
-    EXPECT_TRUE(file.open("segment_file_test.ts"));
-    file.append(packets);
-    const rlimit no_limit = {RLIM_INFINITY, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &no_limit);
-    file.append(packet(0, false));
-    file.close();
-    EXPECT_EQ(readFile("segment_file_test.ts"), stream(0, "a5"));
+TEST_F(SegmenterRun, PublishesASegmentOnceItIsCutAndAPacketOnceItIsWhole) {
+    Program program(segmenter(keep_two));
+    for (const char byte : three_segments.bytes) {
+        program.write({{byte}});
+    }
+    program.write({"partial"});
+    EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
+    EXPECT_EQ(readFile("live.m3u8"), R"(#EXTM3U
+#EXT-X-TARGETDURATION:0
+#EXT-X-MEDIA-SEQUENCE:0000000001
+#EXTINF:0,
+vid.0000000001.ts
+)");
+    EXPECT_FALSE(std::filesystem::exists(marker_path));
+    expectOutcome(collect(program.end()), two_segments);
 }
 
-TEST_F(Run, CutsRealStreams) {
-    EXPECT_EQ(run("--duration=3", readFile(ROOT "demo/streams/ffmpeg.ts")),
-              "0 = 0:89 1:376 2:382 3:280 / 0 0 1 2 3 end / 3 ");
-    EXPECT_EQ(run("--duration=3 --mux_type=1", readFile(ROOT "demo/streams/gst.ts")),
-              "0 = 0:15 1:277 2:275 3:277 4:228 / 0 0 1 2 3 4 end / 4 ");
+TEST_F(SegmenterRun, KeepsWholePacketsOnAFullDiskAndGoesOnWithTheNextSegment) {
+    std::filesystem::create_directory("disk");
+    ASSERT_EQ(std::system("mount -t tmpfs -o size=64k tmpfs disk"), 0);
+    writeFile("disk/filler", std::string(53248, 'f')); // leaves 12288, 4096 of them to a playlist
+    Program program(segmenter("--duration=0 --prefix=disk/"));
+    program.write({video(1), other(99)});
+    EXPECT_TRUE(eventuallyHolds("disk/vid.0000000000.ts", {video(1), other(42)}));
+    std::filesystem::remove("disk/filler");
+    program.write({other(9), table(), other(99)});
+    const Outcome outcome = collect(program.end());
+    EXPECT_EQ(outcome.segments.at("disk/vid.0000000000.ts"), (Stream{video(1), other(42)}));
+    EXPECT_EQ(outcome.segments.at("disk/vid.0000000001.ts"), (Stream{table(), other(99)}));
+    EXPECT_EQ(std::system("umount disk"), 0);
+}
+
+TEST_F(SegmenterRun, EndsInOrderOnASignal) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        for (const bool in_a_flood : {false, true}) {
+            SCOPED_TRACE("signal " + std::to_string(signal) + (in_a_flood ? " in a flood" : ""));
+            beginAnew();
+            Program program(segmenter(keep_two));
+            program.write(three_segments);
+            EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
+            ::kill(program.process, signal);
+            for (int rest = in_a_flood ? 1000 : 0; rest > 0 && program.write({other(300)});
+                 --rest) {
+            }
+            Outcome outcome = collect(program.waitForEnd());
+            std::string& last = outcome.segments.at("vid.0000000002.ts").bytes;
+            EXPECT_EQ(last.size() % packet_size, 0U);
+            last.resize(2 * packet_size); // more or less of the flood follows
+            expectOutcome(outcome, two_segments);
+        }
+    }
+}
+
+TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
+    ::mkfifo("live.m3u8.tmp", 0600); // whoever opens it waits for a reader
+    Program program(segmenter());
+    program.write({other()});
+    EXPECT_TRUE(eventually([] { return std::filesystem::exists("vid.0000000000.ts"); }));
+    ::kill(program.process, SIGTERM);
+    EXPECT_TRUE(eventually([&] { return descriptor(program, 0) == "/dev/null"; }));
+    ::kill(program.process, SIGTERM); // the same one, repeated
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(::waitpid(program.process, nullptr, WNOHANG), 0) << "it has not ended";
+    ::kill(program.process, SIGTERM);
+    EXPECT_EQ(program.waitForEnd(), 128 + SIGTERM);
+}
+
+TEST_F(SegmenterRun, LeavesAnIgnoredSignalIgnored) {
+    std::ignore = std::signal(SIGHUP, SIG_IGN);
+    Program program(segmenter(keep_two));
+    std::ignore = std::signal(SIGHUP, SIG_DFL);
+    program.write({video(1)});
+    EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {video(1)}));
+    ::kill(program.process, SIGHUP);
+    program.write({table(), video(2), other()});
+    EXPECT_TRUE(eventuallyHolds("vid.0000000001.ts", {table(), video(2), other()}));
+    program.write({table(), other()});
+    expectOutcome(collect(program.end()), two_segments);
+}
+
+TEST_F(SegmenterRun, PutsTheNullDeviceInThePlaceOfOutputsThatAreClosed) {
+    Program program(segmenter(keep_two + " >&- 2>&-"s));
+    program.write(three_segments);
+    EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
+    EXPECT_EQ(descriptor(program, 1), "/dev/null");
+    EXPECT_EQ(descriptor(program, 2), "/dev/null");
+    Outcome expected = two_segments;
+    expected.errors = "";
+    expectOutcome(collect(program.end()), expected);
 }
