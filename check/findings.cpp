@@ -283,7 +283,9 @@ Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
     }
     // Less than the length, so that the cut falls due in time, and no less than what it rounds to.
     const double fitting = std::floor(usual);
-    if (fitting >= 1 && usual > fitting && usual < fitting + 0.5 && fitting != settings.duration) {
+    constexpr double leeway = 0.02; // so little more than the duration may be late, and miss a cut
+    if (fitting >= 1 && usual >= fitting + leeway && usual < fitting + 0.5 &&
+        fitting != settings.duration) {
         return Finding{.reason = reason,
                        .remedy = "Let the playlist say what is true:",
                        .to_copy = "--duration=" + decimal(fitting, 0)};
