@@ -1,5 +1,4 @@
-// Prints the headers of every packet on standard input that begins a video PES packet, on any PID:
-// the first thing to look at when a stream is not cut as it should be.
+// Prints the headers of every packet on standard input that begins a video PES packet, on any PID.
 #include "segmenter/options.h"
 #include "tsinspect/dump.h"
 
