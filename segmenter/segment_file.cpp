@@ -3,13 +3,15 @@
 #include "tsinspect/ts.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <tuple>
 
 bool SegmentFile::open(const std::string& path) {
-    constexpr mode_t mode = 0666; // less the user's umask
+    constexpr mode_t mode = // less the user's umask
+        S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
     is_broken = false;
     return descriptor != none;
