@@ -65,21 +65,22 @@ public:
         int ends[2];
         std::ignore = ::pipe(ends);
         input = ends[1];
-        process = ::fork();
-        if (process == 0) {
+        const pid_t child = ::fork();
+        if (child == 0) {
             ::dup2(ends[0], STDIN_FILENO);
             ::close(ends[0]);
             ::close(ends[1]);
             ::execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
             ::_exit(1);
         }
+        process = child;
         ::close(ends[0]);
     }
 
-    /// Writes to its standard input; false when nobody reads there any more.
-    bool write(const Stream& packets) const {
+    /// Writes to its standard input, as long as it is read.
+    void write(const Stream& packets) {
         const std::string& bytes = packets.bytes;
-        return ::write(input, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+        is_read = ::write(input, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
     }
 
     /// Waits until it has ended by itself, and kills it if it does not. Returns its exit status;
@@ -100,6 +101,7 @@ public:
     }
 
     pid_t process = 0;
+    bool is_read = true;
 
 private:
     int input = -1;

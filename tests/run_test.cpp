@@ -203,13 +203,13 @@ TEST_F(SegmenterRun, EndsInOrderOnASignal) {
             program.write(three_segments);
             EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
             ::kill(program.process, signal);
-            for (int rest = in_a_flood ? 1000 : 0; rest > 0 && program.write({other(300)});
-                 --rest) {
+            for (int rest = in_a_flood ? 1000 : 0; rest > 0 && program.is_read; --rest) {
+                program.write({other(300)});
             }
             Outcome outcome = collect(program.waitForEnd());
             std::string& last = outcome.segments.at("vid.0000000002.ts").bytes;
             EXPECT_EQ(last.size() % packet_size, 0U);
-            last.resize(2 * packet_size); // more or less of the flood follows
+            last.resize(std::size_t{2} * packet_size); // more or less of the flood follows
             expectOutcome(outcome, two_segments);
         }
     }

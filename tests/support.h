@@ -64,7 +64,13 @@ inline std::string video(std::uint64_t pts) {
 }
 
 /// `count` packets of something else.
-inline std::string other(int count = 1) { return count == 0 ? "" : packet({}) + other(count - 1); }
+inline std::string other(int count = 1) {
+    std::string packets;
+    for (; count > 0; --count) {
+        packets += packet({});
+    }
+    return packets;
+}
 
 /// Packets that lie together: {table(), video(90000), other(3)}.
 struct Stream {
