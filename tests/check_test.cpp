@@ -85,7 +85,7 @@ const StreamRow streams[] = {
                  packet({.pid = 0x1FF, .payload = pesHeader(0)}),
                  packet({.pid = 0x43, .payload = pesHeader(0)}), table()}},
     {.name = "an unknown muxer", .settings = {.duration = 1, .window = 6, .mux_type = 2},
-     .packets = {goodSegment(0), goodSegment(112500)}},
+     .packets = {table(), fiveFrames(0), pat(), pmt(), fiveFrames(112500)}},
     {.name = "an empty stream", .packets = {}},
 };
 
@@ -222,7 +222,7 @@ const FindingRow finding_rows[] = {
     {.name = "lengths of less than a second",
      .change = [](auto& facts) { facts.misstated = 5; facts.lengths = usual(40); }},
     {.name = "lengths of more than a second",
-     .change = [](auto& facts) { facts.misstated = 5; facts.lengths = usual(103); }},
+     .change = [](auto& facts) { facts.misstated = 5; facts.lengths = usual(102); }},
     {.name = "one odd length", .change = [](auto& facts) { facts.misstated = 1; }},
     {.name = "packets lost",
      .change = [](auto& facts) { facts.lost.add(0x100, 2); facts.lost.add(0x11); }},
@@ -315,11 +315,11 @@ TEST(Check, WrapsTextAtBlanks) {
 }
 
 TEST(Check, FindsTheUsualValueAmongMany) {
-    UsualValue values;
-    for (const unsigned value : {7U, 7U, 7U, 1U, 2U, 3U, 4U, 5U, 6U, 8U, 9U, 10U, 10U, 7U}) {
+    UsualValue values; // of eight that are counted, each gives way to a ninth
+    for (const unsigned value : {7U, 7U, 1U, 2U, 3U, 4U, 5U, 6U, 8U, 9U, 10U, 10U}) {
         values.add(value);
     }
-    EXPECT_EQ(values.get(), 7U);
+    EXPECT_EQ(values.get(), 10U);
 }
 
 TEST(Check, FindsWhatTheTextSays) {

@@ -71,6 +71,7 @@ const ProgramsRow programs[] = {
      .packet = {.payload = '\xB0' + std::string(176, 'x') + section_header}},
     {.name = "an adaptation field up to the packet's end",
      .packet = {.adaptation = '\xB7' + std::string(183, '\0')}},
+    {.name = "a pointer beyond the packet", .packet = {.payload = "\xFF"}},
     {.name = "another table", .packet = {.payload = "\0\2"s + one_program.substr(2)}},
     {.name = "no unit start", .packet = {.unit_start = false, .payload = one_program}},
 };
