@@ -17,8 +17,8 @@ public:
     [[nodiscard]] char* end() { return buffer.data() + whole; }
 
 private:
-    /// As many packets as fit into what a pipe holds, 64 KiB.
-    static constexpr std::size_t capacity = std::size_t{64} * 1024 / packet_size * packet_size;
+    /// More than a pipe holds, and whole pages of 4 KiB, which a file is copied by.
+    static constexpr std::size_t capacity = std::size_t{1024} * packet_size;
 
     std::array<char, capacity> buffer;
     std::size_t filled = 0; // bytes in the buffer
