@@ -64,11 +64,12 @@ std::optional<std::size_t> findPackets(const std::string& bytes, std::size_t siz
 
 /// "30000/1001" for a rate of the NTSC family, the number for others.
 std::string rateOption(double rate) {
-    constexpr double ntsc = 1.001;
-    const double whole = std::round(rate);
-    const double family = std::round(rate * ntsc);
-    const bool is_ntsc = std::abs(rate - family / ntsc) < 1e-6 && std::abs(rate - whole) > 1e-6;
-    return is_ntsc ? decimal(family * 1000, 0) + "/1001" : decimal(rate);
+    const std::string plain = decimal(rate);
+    const std::string family = decimal(rate * ntsc, 3);
+    const auto is_whole = [](const std::string& number) {
+        return number.find('.') == std::string::npos;
+    };
+    return is_whole(family) && !is_whole(plain) ? family + "000/1001" : plain;
 }
 
 /// A finding with the remedy that lets every segment begin with PAT, PMT and a key frame, and last
@@ -99,7 +100,7 @@ Finding mendByAlignment(std::string reason, const StreamFacts& facts, const Opti
     return {.reason = std::move(reason),
             .remedy = "Let key frames" + every +
                       ", with an SDT in front of each, and PAT and PMT in front of every frame:",
-            .to_copy = "-r " + rateOption(rate) + " -g " + decimal(frames, 0) +
+            .to_copy = "-r " + rateOption(rate) + " -g " + std::to_string(std::llround(frames)) +
                        " -sc_threshold 0 -sdt_period " + period +
                        " \\\n        -mpegts_flags +pat_pmt_at_frames"};
 }
@@ -282,13 +283,12 @@ Answer misstatedLengths(const StreamFacts& facts, const Options& settings) {
         return Finding{.reason = reason, .remedy = "Mend number 6, which mends this too."};
     }
     // Less than the length, so that the cut falls due in time, and no less than what it rounds to.
-    const double fitting = std::floor(usual);
+    const auto fitting = static_cast<std::int32_t>(usual);
     constexpr double leeway = 0.02; // so little more than the duration may be late, and miss a cut
-    if (fitting >= 1 && usual >= fitting + leeway && usual < fitting + 0.5 &&
-        fitting != settings.duration) {
+    if (fitting > settings.duration && usual >= fitting + leeway && usual < fitting + 0.5) {
         return Finding{.reason = reason,
                        .remedy = "Let the playlist say what is true:",
-                       .to_copy = "--duration=" + decimal(fitting, 0)};
+                       .to_copy = "--duration=" + std::to_string(fitting)};
     }
     return mendByAlignment(reason, facts, settings);
 }

@@ -14,7 +14,6 @@
 int main(int argc, char** argv) {
     constexpr int exit_findings = 2;
 
-    fillStandardDescriptors();
     Options settings;
     if (!settings.parseOptions(argc, const_cast<const char**>(argv))) {
         return 1;

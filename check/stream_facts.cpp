@@ -8,7 +8,6 @@ namespace {
 
 /// The whole rate, or the one of the NTSC family, that is closest to `rate`.
 double usualRate(double rate) {
-    constexpr double ntsc = 1.001; // 24, 30 and 60 frames in 1.001 seconds
     const double whole = std::round(rate);
     const double family = std::round(rate * ntsc / 6) * 6 / ntsc;
     return std::abs(rate - family) < std::abs(rate - whole) ? family : whole;

@@ -64,5 +64,8 @@ struct StreamFacts {
 /// True where so many sync bytes are missing that nothing else can be said of the stream.
 bool isNoise(const StreamFacts& facts);
 
+/// Rates of the NTSC family are 24, 30 and 60 frames in so many seconds.
+inline constexpr double ntsc = 1.001;
+
 /// Frames a second, 0 where there are too few: one of the usual rates where it is close to one.
 double frameRate(const StreamFacts& facts);

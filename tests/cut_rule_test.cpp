@@ -16,71 +16,79 @@ struct CutRow {
 constexpr std::uint64_t last_tick = 8589934591; // the clock begins anew behind it
 using Seconds = std::numeric_limits<std::int32_t>;
 
-// clang-format off
-const CutRow rows[] = {
-    {.name = "nothing is cut before the first timestamp, or by timestamp 0",
-     .segments = {{other(), table(), video(0), table()}}},
-    {.name = "the first segment ends with the first table after the first timestamp",
-     .segments = {{other(), table(), video(1), other()}, {table(), other()}}},
-    {.name = "a table cuts when the timestamp before it is past the cut time, not when it is equal",
-     .segments = {{video(126000)},
-                  {table(), video(576000), table(), video(576001)}, {table()}}},
-    {.name = "with duration 0 a table cuts after every rise", .settings = {.duration = 0},
-     .segments = {{video(1)}, {table(), table(), video(2)}, {table(), video(2), table()}}},
-    {.name = "a timestamp that falls moves the cut time without a cut",
-     .segments = {{video(900000)},
-                  {table(), video(100), table(), video(450100), table(), video(450101)},
-                  {table()}}},
-    {.name = "every fall moves it again, as small as it may be",
-     .segments = {{video(900000)},
-                  {table(), video(9), video(80), video(8), video(450008), table(), video(450009)},
-                  {table()}}},
-    {.name = "an equal timestamp moves nothing",
-     .segments = {{video(9)}, {table(), video(450009), video(450009), table(), video(450010)},
-                  {table()}}},
-    {.name = "the clock beginning anew is a fall",
-     .segments = {{video(last_tick)},
-                  {table(), video(0), table(), video(450000), table(), video(450001)}, {table()}}},
-    {.name = "after the longest duration nothing is cut", .settings = {.duration = Seconds::max()},
-     .segments = {{video(1)}, {table(), video(last_tick), table()}}},
-    {.name = "with a negative duration every table cuts", .settings = {.duration = -1},
-     .segments = {{video(200000)}, {table()}, {table(), other()}}},
-    {.name = "a cut time below 0 is never passed", .settings = {.duration = Seconds::min()},
-     .segments = {{video(1)}, {table(), video(last_tick), table()}}},
-    {.name = "a table that holds a video start has no timestamp of its own",
-     .segments = {{packet({.pid = 0x11, .payload = pesHeader(90000)}), table(), video(1)},
-                  {packet({.pid = 0x11, .payload = pesHeader(900000)}), table()}}},
-    {.name = "a timestamp that runs over the packet's end is none",
-     .segments = {{packet({.pid = 0x100, .payload = std::string(171, 'x') + pesHeader(1)}), table(),
-                   packet({.pid = 0x100, .payload = std::string(170, 'x') + pesHeader(1)})},
-                  {table()}}},
-    {.name = "of a table only the PID counts, with all its 13 bits",
-     .segments = {{video(1), packet({.pid = 0x1011}), packet({.pid = 0x1000}),
-                   packet({.pid = 0x111}), packet({.pid = 0x10})},
-                  {packet({.pid = 0x11, .unit_start = false, .counter = 9})}}},
-};
-// clang-format on
+/// The rows, with the packets of one muxer.
+std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
+    const std::string table = packet({.pid = pids.cut});
+    const auto video = [&](std::uint64_t pts, std::size_t offset = 0) {
+        return packet({.pid = pids.video, .payload = std::string(offset, 'x') + pesHeader(pts)});
+    };
+    // clang-format off
+    return {
+        {.name = "nothing is cut before the first timestamp, or by timestamp 0",
+         .segments = {{other(), table, video(0), table}}},
+        {.name = "the first segment ends with the first table after the first timestamp",
+         .segments = {{other(), table, video(1), other()}, {table, other()}}},
+        {.name = "a table cuts when the timestamp is past the cut time, not when it is equal",
+         .segments = {{video(126000)},
+                      {table, video(576000), table, video(576001)}, {table}}},
+        {.name = "with duration 0 a table cuts after every rise", .settings = {.duration = 0},
+         .segments = {{video(1)}, {table, table, video(2)}, {table, video(2), table}}},
+        {.name = "a timestamp that falls moves the cut time without a cut",
+         .segments = {{video(900000)},
+                      {table, video(100), table, video(450100), table, video(450101)}, {table}}},
+        {.name = "every fall moves it again, as small as it may be",
+         .segments = {{video(900000)},
+                      {table, video(9), video(80), video(8), video(450008), table, video(450009)},
+                      {table}}},
+        {.name = "an equal timestamp moves nothing",
+         .segments = {{video(9)}, {table, video(450009), video(450009), table, video(450010)},
+                      {table}}},
+        {.name = "the clock beginning anew is a fall",
+         .segments = {{video(last_tick)},
+                      {table, video(0), table, video(450000), table, video(450001)}, {table}}},
+        {.name = "after the longest duration nothing is cut",
+         .settings = {.duration = Seconds::max()},
+         .segments = {{video(1)}, {table, video(last_tick), table}}},
+        {.name = "with a negative duration every table cuts", .settings = {.duration = -1},
+         .segments = {{video(200000)}, {table}, {table, other()}}},
+        {.name = "a cut time below 0 is never passed", .settings = {.duration = Seconds::min()},
+         .segments = {{video(1)}, {table, video(last_tick), table}}},
+        {.name = "a table that holds a video start has no timestamp of its own",
+         .segments = {{packet({.pid = pids.cut, .payload = pesHeader(90000)}), table, video(1)},
+                      {packet({.pid = pids.cut, .payload = pesHeader(900000)}), table}}},
+        {.name = "a timestamp that runs over the packet's end is none",
+         .segments = {{video(1, 171), table, video(1, 170)}, {table}}},
+        {.name = "video begins where a unit does, on its PID, with its stream id",
+         .segments = {{packet({.pid = pids.video, .unit_start = false, .payload = pesHeader(1)}),
+                       packet({.pid = pids.video | 0x1000, .payload = pesHeader(1)}),
+                       packet({.pid = pids.video, .payload = "\0\0\1\xC0\0\0\x80\x80\5!\0\1\0\3"s}),
+                       table, video(1)}, {table}}},
+        {.name = "of a table only the PID counts, with all its 13 bits",
+         .segments = {{video(1), packet({.pid = pids.cut | 0x1000}),
+                       packet({.pid = pids.cut | 0x100}), packet({.pid = pids.cut ^ 1})},
+                      {packet({.pid = pids.cut, .unit_start = false, .counter = 9})}}},
+    };
+    // clang-format on
+}
 
 } // namespace
 
 TEST(CutRule, CutsAsTheRowsSay) {
-    for (CutRow row : rows) {
-        for (const int mux_type : {0, 1}) {
+    for (const std::int32_t mux_type : {0, 1}) {
+        for (CutRow& row : rowsFor(*findMuxer(mux_type))) {
             row.settings.mux_type = mux_type;
             CutRule rule(row.settings);
-            std::vector<int> cuts;
-            std::vector<int> expected;
-            int number = 0;
+            std::vector<Stream> segments;
             for (const Stream& segment : row.segments) {
-                expected.push_back(number);
-                Stream packets = forMuxer(mux_type, segment);
-                for (std::size_t at = 0; at < packets.bytes.size(); at += packet_size, ++number) {
-                    if (rule.beginsSegment(&packets.bytes[at])) {
-                        cuts.push_back(number);
+                for (std::size_t at = 0; at < segment.bytes.size(); at += packet_size) {
+                    std::string packet = segment.bytes.substr(at, packet_size);
+                    if (rule.beginsSegment(packet.data())) {
+                        segments.push_back({});
                     }
+                    segments.back().bytes += packet;
                 }
             }
-            EXPECT_EQ(cuts, expected) << "row \"" << row.name << "\", muxer " << mux_type;
+            EXPECT_EQ(segments, row.segments) << row.name << ", muxer " << mux_type;
         }
     }
 }

@@ -5,58 +5,31 @@
 
 namespace {
 
-/// A call of updateIndexFile and the playlist that it writes.
-struct PlaylistRow {
-    const char* name;
-    Options settings;
-    unsigned first = 0;
-    unsigned count = 0;
-    bool is_final = false;
-    const char* playlist;
-};
-
-// clang-format off
-const PlaylistRow rows[] = {
-    {.name = "without a window every playlist has the end tag; no segments are no entries",
-     .settings = {.duration = 0},
-     .playlist = R"(#EXTM3U
-#EXT-X-TARGETDURATION:0
-#EXT-X-MEDIA-SEQUENCE:0000000000
-#EXT-X-ENDLIST
-)"},
-    {.name = "with any window only the last playlist has it, also with a negative one",
-     .settings = {.url_prefix = "/hls", .duration = 10, .window = -1},
-     .first = 7, .count = 9,
-     .playlist = R"(#EXTM3U
-#EXT-X-TARGETDURATION:10
-#EXT-X-MEDIA-SEQUENCE:0000000007
-#EXTINF:10,
-/hls/vid.0000000007.ts
-)"},
-    {.name = "numbers have ten digits, durations any sign",
-     .settings = {.duration = -3, .window = 3},
-     .first = 4294967293, .count = 4294967295, .is_final = true,
-     .playlist = R"(#EXTM3U
-#EXT-X-TARGETDURATION:-3
-#EXT-X-MEDIA-SEQUENCE:4294967293
-#EXTINF:-3,
-vid.4294967293.ts
-#EXT-X-ENDLIST
-)"},
-};
-// clang-format on
+/// The playlist that a call of updateIndexFile leaves.
+std::string playlist(Options settings, unsigned first, unsigned count, bool is_final) {
+    settings.prefix = "playlist";
+    settings.playlist_name = "_test.m3u8";
+    EXPECT_TRUE(updateIndexFile(settings, first, count, is_final));
+    return readFile("playlist_test.m3u8");
+}
 
 } // namespace
 
-TEST(Playlist, ReadsAsTheRowsSay) {
-    for (PlaylistRow row : rows) {
-        row.settings.prefix = "playlist";
-        row.settings.playlist_name = "_test.m3u8";
-        EXPECT_TRUE(updateIndexFile(row.settings, row.first, row.count, row.is_final)) << row.name;
-        EXPECT_EQ(readFile("playlist_test.m3u8"), row.playlist) << row.name;
-    }
-    Options settings = {.prefix = "none/"};
-    EXPECT_FALSE(updateIndexFile(settings, 0, 1, false)) << "there is no such folder";
+TEST(Playlist, HasTheEndTagAlwaysWithoutAWindow) {
+    const std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:0\n#EXT-X-MEDIA-SEQUENCE:0000000000\n";
+    EXPECT_EQ(playlist({.duration = 0}, 0, 0, false), text + "#EXT-X-ENDLIST\n");
+}
+
+TEST(Playlist, HasTheEndTagOnlyAtTheEndWithAnyWindowAlsoANegativeOne) {
+    const Options settings = {.url_prefix = "/hls", .duration = -3, .window = -1};
+    const std::string text = expectedText("playlists.txt", "two segments of large numbers");
+    EXPECT_EQ(playlist(settings, 4294967292, 4294967295, false), text);
+    EXPECT_EQ(playlist(settings, 4294967292, 4294967295, true), text + "#EXT-X-ENDLIST\n");
+}
+
+TEST(Playlist, IsNotWrittenWhereItCannotBe) {
+    Options settings = {.prefix = "no such folder/"};
+    EXPECT_FALSE(updateIndexFile(settings, 0, 1, false));
 }
 
 TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {

@@ -17,66 +17,6 @@ TS headerOf(const std::string& packet) {
     return header;
 }
 
-const auto start_code = "\0\0\1\xE0"s;
-
-struct VideoStartRow {
-    const char* name;
-    std::int32_t mux_type = 0;
-    std::uint32_t pid = 0x100;
-    bool unit_start = true;
-    std::string payload = start_code;
-    int offset = -1; ///< of the start code; -1 without one
-};
-
-// clang-format off
-const VideoStartRow video_starts[] = {
-    {.name = "FFmpeg's PID", .offset = 4},
-    {.name = "another PID", .pid = 0x40},
-    {.name = "GStreamer's PID", .mux_type = 1, .pid = 0x40, .offset = 4},
-    {.name = "a PID with one bit more", .mux_type = 1, .pid = 0x1040},
-    {.name = "any PID, for other muxers", .mux_type = -1, .pid = 0x1FFF, .offset = 4},
-    {.name = "no unit start", .unit_start = false},
-    {.name = "audio", .payload = "\0\0\1\xC0"s},
-    {.name = "the first of two", .payload = "x" + start_code + start_code, .offset = 5},
-    {.name = "one zero more in front", .payload = "\0"s + start_code, .offset = 5},
-    {.name = "the last four bytes", .payload = std::string(180, 'x') + start_code, .offset = 184},
-    {.name = "cut off by the packet's end", .payload = std::string(181, 'x') + start_code},
-};
-// clang-format on
-
-/// What a program association section begins with, behind the pointer to it.
-const auto section_header = "\0\xB0\x0D\0\1\xC1\0\0"s;
-const auto one_program = "\0"s + section_header + "\0\1\xF0\0CRC4"s;
-
-struct ProgramsRow {
-    const char* name;
-    PacketFields packet;
-    std::vector<std::uint32_t> map_pids{};
-};
-
-// clang-format off
-const ProgramsRow programs[] = {
-    {.name = "one program", .packet = {.payload = one_program}, .map_pids = {0x1000}},
-    {.name = "two, and the network's table",
-     .packet = {.payload = "\0\0\xB0\x15\0\1\xC1\0\0\0\0\xE0\x10\0\1\xF0\0\1\0\xE1\2CRC4"s},
-     .map_pids = {0x1000, 0x102}},
-    {.name = "behind an adaptation field",
-     .packet = {.adaptation = "\1\0"s, .payload = one_program}, .map_pids = {0x1000}},
-    {.name = "up to the packet's end",
-     .packet = {.payload = '\xAB' + std::string(171, 'x') + section_header + "\0\1\xF0\0"s},
-     .map_pids = {0x1000}},
-    {.name = "over the packet's end",
-     .packet = {.payload = '\xAC' + std::string(172, 'x') + section_header + "\0\1\xF0"s}},
-    {.name = "a section header over the packet's end",
-     .packet = {.payload = '\xB0' + std::string(176, 'x') + section_header}},
-    {.name = "an adaptation field up to the packet's end",
-     .packet = {.adaptation = '\xB7' + std::string(183, '\0')}},
-    {.name = "a pointer beyond the packet", .packet = {.payload = "\xFF"}},
-    {.name = "another table", .packet = {.payload = "\0\2"s + one_program.substr(2)}},
-    {.name = "no unit start", .packet = {.unit_start = false, .payload = one_program}},
-};
-// clang-format on
-
 /// What `record`, filled with `bytes`, and the number 17 behind it look like.
 template <typename Record>
 std::string dump(std::string_view bytes, Record record) {
@@ -88,14 +28,16 @@ std::string dump(std::string_view bytes, Record record) {
 
 } // namespace
 
-TEST(VideoStart, IsFoundWhereTheRowsSay) {
-    for (const VideoStartRow& row : video_starts) {
-        Options settings = {.mux_type = row.mux_type};
-        std::string bytes =
-            packet({.pid = row.pid, .unit_start = row.unit_start, .payload = row.payload});
+TEST(VideoStart, IsTheFirstStartCodeThatThePacketHoldsWhole) {
+    const auto offset = [](const std::string& payload) {
+        Options unknown_muxer = {.mux_type = -1};
+        std::string bytes = packet({.pid = 0x1FFF, .payload = payload});
         TS header = headerOf(bytes);
-        EXPECT_EQ(syncPES(settings, header, (bytes + "\xE0").data()), row.offset) << row.name;
-    }
+        return syncPES(unknown_muxer, header, (bytes + "\xE0").data());
+    };
+    EXPECT_EQ(offset("\0\0\0\1\xE0\0\0\1\xE0"s), 5);
+    EXPECT_EQ(offset(std::string(180, 'x') + "\0\0\1\xE0"s), 184);
+    EXPECT_EQ(offset(std::string(181, 'x') + "\0\0\1"s), -1);
 }
 
 TEST(Timestamp, HoldsAll33BitsAndNoMarkerBits) {
@@ -111,14 +53,33 @@ TEST(Timestamp, FollowsAnotherTheShorterWayAroundTheClock) {
     EXPECT_EQ(ticksBetween(0, 4294967296), -4294967296);
 }
 
-TEST(Programs, AreFoundWhereTheRowsSay) {
-    for (const ProgramsRow& row : programs) {
-        const std::string bytes = packet(row.packet);
-        std::vector<std::uint32_t> found;
+TEST(Programs, AreFoundWhereTheirTableIs) {
+    const auto found = [](const PacketFields& fields) {
+        const std::string bytes = packet(fields);
+        std::vector<std::uint32_t> pids;
         visitProgramMapPIDs(headerOf(bytes), bytes.data(),
-                            [&](std::uint32_t pid) { found.push_back(pid); });
-        EXPECT_EQ(found, row.map_pids) << row.name;
-    }
+                            [&](std::uint32_t pid) { pids.push_back(pid); });
+        return pids;
+    };
+    const std::vector<std::uint32_t> none;
+    const std::vector<std::uint32_t> one = {0x1000};
+    const std::vector<std::uint32_t> two = {0x1000, 0x102};
+    const auto header = "\0\xB0\x0D\0\1\xC1\0\0"s; // of a section with one program
+    const auto section = "\0"s + header + "\0\1\xF0\0CRC4"s;
+    const auto behind = [](unsigned char count) {
+        return static_cast<char>(count) + std::string(count, 'x');
+    };
+    EXPECT_EQ(found({.payload = "\0\0\xB0\x15\0\1\xC1\0\0\0\0\xE0\x10\0\1\xF0\0\1\0\xE1\2CRC4"s}),
+              two)
+        << "behind the network's table";
+    EXPECT_EQ(found({.adaptation = "\1\0"s, .payload = section}), one);
+    EXPECT_EQ(found({.payload = behind(0xAB) + header + "\0\1\xF0\0"s}), one) << "just fits";
+    EXPECT_EQ(found({.payload = behind(0xAC) + header + "\0\1\xF0"s}), none) << "over the end";
+    EXPECT_EQ(found({.payload = behind(0xB0) + header}), none) << "a header over the end";
+    EXPECT_EQ(found({.adaptation = '\xB7' + std::string(183, '\0')}), none) << "no payload";
+    EXPECT_EQ(found({.payload = "\xFF"}), none) << "a pointer beyond the packet";
+    EXPECT_EQ(found({.payload = "\0\2"s + section.substr(2)}), none) << "another table";
+    EXPECT_EQ(found({.unit_start = false, .payload = section}), none) << "no unit start";
 }
 
 TEST(Dump, PrintsEveryFieldAndLeavesItsNumberBase) {
