@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 bool PacketInput::read() {
@@ -10,6 +11,9 @@ bool PacketInput::read() {
     whole = 0;
     while (filled < packet_size) {
         const ssize_t count = ::read(STDIN_FILENO, buffer.data() + filled, buffer.size() - filled);
+        if (count < 0 && errno == EINTR) {
+            continue; // a signal came, whose handler may have ended the input
+        }
         if (count <= 0) {
             return false;
         }

@@ -38,7 +38,7 @@ struct RunRow {
 // clang-format off
 // NOLINTNEXTLINE(cppcoreguidelines-interfaces-global-init): GoogleTest's names
 const RunRow rows[] = {
-    {.name = "files have the prefix in front: those of an earlier run are replaced, old ones deleted",
+    {.name = "files have the prefix in front: those of an earlier run are replaced, old deleted",
      .before = [] { std::filesystem::create_directory("media");
                     std::ofstream("media/tv-vid.0000000001.ts") << other(9);
                     std::ofstream("media/tv-list.tmp") << std::string(5000, 'x');
@@ -147,6 +147,16 @@ TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
     EXPECT_TRUE(eventuallyIsNull(STDIN_FILENO)) << "it has ended";
     ::kill(Program::process(), SIGTERM);
     EXPECT_EQ(program.end().status, 128 + SIGTERM);
+}
+
+TEST_F(SegmenterRun, GoesOnAfterASignalThatItWasStartedToIgnore) {
+    Program program("nohup " SEGMENTER " --mux_type=0");
+    for (const int count : {1, 2, 3}) { // the second may come before the signal is seen
+        program.write({other()});
+        EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {other(count)}));
+        ::kill(Program::process(), SIGHUP);
+    }
+    EXPECT_EQ(program.end().status, 0);
 }
 
 TEST_F(SegmenterRun, PutsTheNullDeviceInThePlaceOfOutputsThatAreClosed) {
