@@ -1,12 +1,8 @@
-#include "check/findings.h"
-#include "check/report.h"
-#include "check/stream_reader.h"
+#include "check/stream_check.h"
 #include "segmenter/options.h"
 #include "segmenter/packet_input.h"
 #include "segmenter/process.h"
 
-#include <algorithm>
-#include <functional>
 #include <iostream>
 
 /// Reads the transport stream on standard input as the segmenter does, writes no segment, and says
@@ -21,23 +17,9 @@ int main(int argc, char** argv) {
     endInputOnSignals();
 
     PacketInput input;
-    StreamReader reader(settings);
-    writeHeading(std::cout);
+    StreamCheck check(settings, std::cout);
     while (input.read()) {
-        for (char* packet = input.begin(); packet != input.end(); packet += packet_size) {
-            if (const SegmentFacts* segment = reader.take(packet)) {
-                writeRow(std::cout, *segment);
-            }
-        }
+        check.take({input.begin(), input.end()});
     }
-    while (const SegmentFacts* segment = reader.takeEnd()) {
-        writeRow(std::cout, *segment);
-    }
-
-    writeSummary(std::cout, reader.facts(), settings);
-    const std::vector<Finding> findings = findFindings(reader.facts(), settings);
-    writeFindings(std::cout, findings);
-    return std::all_of(findings.begin(), findings.end(), std::mem_fn(&Finding::is_note))
-               ? 0
-               : exit_findings;
+    return check.end() ? 0 : exit_findings;
 }

@@ -54,24 +54,23 @@ TEST(Timestamp, FollowsAnotherTheShorterWayAroundTheClock) {
 }
 
 TEST(Programs, AreFoundWhereTheirTableIs) {
+    using PIDs = std::vector<std::uint32_t>;
     const auto found = [](const PacketFields& fields) {
         const std::string bytes = packet(fields);
-        std::vector<std::uint32_t> pids;
+        PIDs pids;
         visitProgramMapPIDs(headerOf(bytes), bytes.data(),
                             [&](std::uint32_t pid) { pids.push_back(pid); });
         return pids;
     };
-    const std::vector<std::uint32_t> none;
-    const std::vector<std::uint32_t> one = {0x1000};
-    const std::vector<std::uint32_t> two = {0x1000, 0x102};
+    const PIDs none;
+    const PIDs one = {0x1000};
     const auto header = "\0\xB0\x0D\0\1\xC1\0\0"s; // of a section with one program
     const auto section = "\0"s + header + "\0\1\xF0\0CRC4"s;
     const auto behind = [](unsigned char count) {
         return static_cast<char>(count) + std::string(count, 'x');
     };
     EXPECT_EQ(found({.payload = "\0\0\xB0\x15\0\1\xC1\0\0\0\0\xE0\x10\0\1\xF0\0\1\0\xE1\2CRC4"s}),
-              two)
-        << "behind the network's table";
+              (PIDs{0x1000, 0x102}));
     EXPECT_EQ(found({.adaptation = "\1\0"s, .payload = section}), one);
     EXPECT_EQ(found({.payload = behind(0xAB) + header + "\0\1\xF0\0"s}), one) << "just fits";
     EXPECT_EQ(found({.payload = behind(0xAC) + header + "\0\1\xF0"s}), none) << "over the end";
