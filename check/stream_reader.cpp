@@ -30,8 +30,8 @@ constexpr std::uint64_t ticks_per_hundredth = ticks_per_second / 100;
 bool isMisstated(const SegmentFacts& segment, std::uint64_t length, std::int32_t duration) {
     const auto rounded =
         static_cast<std::int64_t>((length + ticks_per_second / 2) / ticks_per_second);
-    // The first segment is short, since its cut time is 0; a wrap of the clock puts a cut off.
-    return segment.number == 0 ? rounded > duration : rounded != duration && !segment.has_wrap;
+    // The first segment is short, since its cut time is 0.
+    return segment.number == 0 ? rounded > duration : rounded != duration && !segment.is_put_off;
 }
 
 } // namespace
@@ -157,18 +157,19 @@ void StreamReader::noteTimestamp(std::uint64_t pts, bool is_key_frame) {
 
 /// Takes the way from one timestamp to the next; `falls`, as numbers the second one is lower.
 void StreamReader::noteStep(std::int64_t step, bool falls) {
-    // The step to a segment's first timestamp is part of the length of the one before.
-    SegmentFacts& segment = current->first_pts || !unmeasured ? *current : *unmeasured;
     if (isJump(step)) {
-        found.restarts += falls ? 1 : 0;
+        // The step to a segment's first timestamp is part of the length of the one before.
+        SegmentFacts& segment = current->first_pts || !unmeasured ? *current : *unmeasured;
         segment.has_restart |= falls;
+        current->is_put_off |= falls;
+        found.restarts += falls ? 1 : 0;
         return;
     }
     ++found.steps;
     found.video_time += step;
     found.reordered += step < 0 ? 1 : 0;
     found.wraps += step > 0 && falls ? 1 : 0;
-    segment.has_wrap |= step > 0 && falls;
+    current->is_put_off |= step > 0 && falls;
     if (step > 0) {
         found.frame_steps.add(static_cast<std::uint64_t>(step));
     }

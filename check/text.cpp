@@ -10,11 +10,9 @@ std::string decimal(double number, int digits) {
     std::ostringstream out;
     out << std::fixed << std::setprecision(digits) << number;
     std::string text = out.str();
-    if (digits > 0) {
-        text.erase(text.find_last_not_of('0') + 1);
-        if (text.back() == '.') {
-            text.pop_back();
-        }
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') {
+        text.pop_back();
     }
     return text;
 }

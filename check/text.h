@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// A number rounded to at most `digits` decimals, without zeros at the end: "4.04", "25".
+/// A number rounded to `digits` decimals, 1 or more, without zeros at the end: "4.04", "25".
 std::string decimal(double number, int digits = 2);
 
 /// `ticks` of the 90 kHz clock as seconds, such as "4.04 s".

@@ -60,11 +60,11 @@ const Stream good_stream = {segment(22500), segment(135000), segment(247500)};
 const StreamRow rows[] = {
     {.name = "a good stream", .packets = good_stream},
     {.name = "the clock begins anew; last, nothing is cut for two durations",
-     .packets = {segment(pts_modulus - 157500), segment(pts_modulus - 45000),
-                 segment(pts_modulus + 67500), segment(pts_modulus + 180000, 8)}},
+     .packets = {segment(pts_modulus - 225000), segment(pts_modulus - 112500), segment(pts_modulus),
+                 segment(pts_modulus + 112500), segment(pts_modulus + 225000, 8)}},
     {.name = "one segment", .settings = {.duration = 3}, .packets = {pat(), frames(0, 1)}},
-    {.name = "segments without video", .settings = {.duration = -1, .window = 4},
-     .packets = {video(90000), table(), table(), other(2), table()}},
+    {.name = "one of no length, others without video", .settings = {.duration = -1, .window = 4},
+     .packets = {video(90000), table(), video(90000), table(), other(2), table()}},
     {.name = "duration 0", .settings = {.duration = 0, .window = 1}, .packets = {segment(1)}},
 
     // 1: packets
@@ -103,7 +103,8 @@ const StreamRow rows[] = {
      .packets = {pat(), video(22500, 0x40), video(0, 0x40)}},
     {.name = "the source begins anew",
      .packets = {segment(0), counters(0x101, {3}), table(), frames(112500, 1), video(400000),
-                 counters(0x101, {9}), video(200000), video(300000), table(), frames(400000, 1)}},
+                 table(), counters(0x101, {9}), video(200000), video(300000), table(),
+                 frames(400000, 1)}},
     {.name = "a fall of two seconds",
      .packets = {table(), video(180000), video(0), video(180000), video(360001)}},
     {.name = "a longer fall", .packets = {table(), video(180001), video(0), video(180001)}},
