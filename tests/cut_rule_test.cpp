@@ -81,6 +81,7 @@ TEST(CutRule, CutsAsTheRowsSay) {
                     if (rule.beginsSegment(packet.data())) {
                         segments.push_back({});
                     }
+                    ASSERT_FALSE(segments.empty()) << row.name;
                     segments.back().bytes += packet;
                 }
             }

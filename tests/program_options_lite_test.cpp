@@ -66,12 +66,12 @@ TEST(StorePair, LooksForLongNamesFirst) {
 }
 
 TEST(CommandLine, GivesOptionsTheirValues) {
-    EXPECT_EQ(afterWords({"--text=a=b"}), "text=a=b ");
-    EXPECT_EQ(afterWords({"--text="}), "text= ");
+    EXPECT_EQ(afterWords({"--text=a=b"}), "text=a=b ") << "all behind the first =";
+    EXPECT_EQ(afterWords({"--text="}), "text= ") << "an empty text";
+    EXPECT_EQ(afterWords({"--flag", "--flag=0"}), "") << "the last value counts";
     EXPECT_EQ(afterWords({"--number", "5"}), "number=1 ") << "the value of a long name alone";
     EXPECT_EQ(afterWords({"---number=-3s"}), "number=-3 ") << "dashes, and what follows a number";
-    EXPECT_EQ(afterWords({"file", "", "--flag"}), "flag ") << "other words are skipped";
-    EXPECT_EQ(afterWords({"-", "--", "--number=6"}), "number=6 ") << "and so are dashes";
+    EXPECT_EQ(afterWords({"file", "", "-", "--", "--flag"}), "flag ") << "other words are skipped";
     EXPECT_EQ(afterWords({"-t", "--flag"}), "text=--flag ") << "a short name takes any value";
     EXPECT_EQ(afterWords({"-n", "1"}), "flag number=1 ") << "two options have this name";
     EXPECT_EQ(afterWords({"--number=8", "-x"}), "number=8 ") << "nothing is left for -x";
@@ -82,18 +82,19 @@ TEST(CommandLine, GivesOptionsTheirValues) {
 }
 
 TEST(ConfigFile, GivesOptionsTheirValues) {
-    EXPECT_EQ(afterLines("  number :\t10   # seconds\r"), "number=10 ");
+    EXPECT_EQ(afterLines("  number :\t10   # seconds\r"), "number=10 ") << "blanks, a comment";
     EXPECT_EQ(afterLines("text:  a \t b\t\r\n"), "text=a \t b ") << "blanks inside a value";
-    EXPECT_EQ(afterLines("number:8\nnumber:9"), "number=9 ");
+    EXPECT_EQ(afterLines("number:8\nnumber:9"), "number=9 ") << "the last value counts";
     EXPECT_EQ(afterLines("text: a#b #: c"), "text=a#b ") << "a # in a word";
-    EXPECT_EQ(afterLines("text: a: b"), "text=a: b ");
-    EXPECT_EQ(afterLines("text::x"), "text=:x ");
-    EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext\ntext a\n# text: a\n #\n:\n\n"), "");
+    EXPECT_EQ(afterLines("text: a: b\n"), "text=a: b ") << "all behind the first colon";
+    EXPECT_EQ(afterLines("text::x"), "text=:x ") << "also another colon";
+    EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext:"), "") << "without value";
+    EXPECT_EQ(afterLines("text\ntext a\n# text: a\n #\n:\n: a\n\n"), "") << "no setting";
     EXPECT_EQ(afterLines("t: a"), "Unknown option: `t' (value:`a')\n") << "a short name";
     std::ofstream("options.conf") << "number: 8";
     EXPECT_EQ(after([](auto& opts) { po::parseConfigFile(opts, "options.conf"); }), "number=8 ");
     po::Options opts;
-    po::parseConfigFile(opts, "/"); // opens, but cannot be read
+    po::parseConfigFile(opts, "/"); // opens, cannot be read, and sets nothing
     EXPECT_EXIT(po::parseConfigFile(opts, "none"), testing::ExitedWithCode(1),
                 "^Failed to open config file: `none'\n$");
 }
