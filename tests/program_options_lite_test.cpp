@@ -71,8 +71,9 @@ TEST(CommandLine, GivesOptionsTheirValues) {
     EXPECT_EQ(afterWords({"--flag", "--flag=0"}), "") << "the last value counts";
     EXPECT_EQ(afterWords({"--number", "5"}), "number=1 ") << "the value of a long name alone";
     EXPECT_EQ(afterWords({"---number=-3s"}), "number=-3 ") << "dashes, and what follows a number";
-    EXPECT_EQ(afterWords({"file", "", "-", "--", "--flag"}), "flag ") << "other words are skipped";
-    EXPECT_EQ(afterWords({"-t", "--flag"}), "text=--flag ") << "a short name takes any value";
+    EXPECT_EQ(afterWords({"file", "", "--number=6"}), "number=6 ") << "other words are skipped";
+    EXPECT_EQ(afterWords({"-", "--flag", "--", "--number=6"}), "flag number=6 ") << "and dashes";
+    EXPECT_EQ(afterWords({"-t", "--n", "--flag"}), "flag text=--n ") << "a short name, any value";
     EXPECT_EQ(afterWords({"-n", "1"}), "flag number=1 ") << "two options have this name";
     EXPECT_EQ(afterWords({"--number=8", "-x"}), "number=8 ") << "nothing is left for -x";
     EXPECT_EQ(afterWords({"--number=2147483648", "--flag=2"}), "") << "out of range";
