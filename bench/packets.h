@@ -29,6 +29,15 @@ inline std::string packet(const PacketFields& fields) {
     return bytes;
 }
 
+/// `count` times the same packets.
+inline std::string times(int count, const std::string& packets) {
+    std::string bytes;
+    while (count-- > 0) {
+        bytes += packets;
+    }
+    return bytes;
+}
+
 /// The first 14 bytes of a video PES packet with the timestamp `pts`.
 inline std::string pesHeader(std::uint64_t pts) {
     const std::uint64_t timestamp[] = {(pts >> 29U & 0x0EU) | 0x21U, pts >> 22U & 0xFFU,
@@ -47,10 +56,4 @@ inline std::string video(std::uint64_t pts, std::uint32_t pid = 0x100) {
 }
 
 /// `count` packets of something else.
-inline std::string other(int count = 1) {
-    std::string packets;
-    while (count-- > 0) {
-        packets += packet({});
-    }
-    return packets;
-}
+inline std::string other(int count = 1) { return times(count, packet({})); }

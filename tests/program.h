@@ -71,10 +71,10 @@ inline void expectOutcome(const Outcome& outcome, const Outcome& expected) {
 class Program {
 public:
     /// Starts the shell command `command`, a program and its arguments. It may take 20 seconds of
-    /// processor time.
+    /// processor time, and open 32 files at once.
     explicit Program(const std::string& command) {
         const std::string shell = "exec >../output 2>../errors; echo $$ >../process; "
-                                  "ulimit -t 20; export LC_ALL=C; exec ";
+                                  "ulimit -t 20; ulimit -n 32; export LC_ALL=C; exec ";
         input = ::popen((shell + command).c_str(), "w");
     }
 

@@ -63,6 +63,12 @@ const RunRow rows[] = {
                  .marker = "/www/hls_vod/vid.0000000001.ts\n",
                  .files = {{"vid.0000000000.ts", {video(1)}},
                            {"live.m3u8", playlist("two segments")}}}},
+    {.name = "segments that have ended hold no descriptor, and so never use all up",
+     .arguments = "--duration=-1 --window=1",
+     .input = {video(200000), times(99, table())},
+     .outcome = {.marker = "/www/hls_vod/vid.0000000099.ts\n",
+                 .files = {{"vid.0000000099.ts", {table()}},
+                           {"live.m3u8", playlist("the hundredth segment")}}}},
     {.name = "a playlist that cannot be written completely does not replace the old one",
      .before = [] { std::ofstream("live.m3u8") << "the old one";
                     std::filesystem::create_symlink("/dev/full", "live.m3u8.tmp"); },
@@ -84,12 +90,10 @@ bool eventuallyHolds(const char* path, const Stream& packets) {
 
 /// True once descriptor `number` of the running program leads to the null device.
 bool eventuallyIsNull(int number) {
-    const std::string descriptors = "/proc/" + std::to_string(Program::process()) + "/fd/";
-    return eventually([&] {
-        std::error_code gone;
-        const std::string link = descriptors + std::to_string(number);
-        return std::filesystem::read_symlink(link, gone) == "/dev/null";
-    });
+    const std::string process = "/proc/" + std::to_string(Program::process());
+    const std::string link = process + "/fd/" + std::to_string(number);
+    std::error_code gone;
+    return eventually([&] { return std::filesystem::read_symlink(link, gone) == "/dev/null"; });
 }
 
 } // namespace
