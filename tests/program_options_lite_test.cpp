@@ -90,7 +90,7 @@ TEST(ConfigFile, GivesOptionsTheirValues) {
     EXPECT_EQ(afterLines("text: a: b\n"), "text=a: b ") << "all behind the first colon";
     EXPECT_EQ(afterLines("text::x"), "text=:x ") << "also another colon";
     EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext:"), "") << "without value";
-    EXPECT_EQ(afterLines("text\ntext a\n# text: a\n #\n:\n: a\n\n"), "") << "no setting";
+    EXPECT_EQ(afterLines("text\ntext a b\n#text: a\n #\n:\n: a\n\n"), "") << "no setting";
     EXPECT_EQ(afterLines("t: a"), "Unknown option: `t' (value:`a')\n") << "a short name";
     std::ofstream("options.conf") << "number: 8";
     EXPECT_EQ(after([](auto& opts) { po::parseConfigFile(opts, "options.conf"); }), "number=8 ");
@@ -110,7 +110,7 @@ TEST(Help, IsLaidOutInColumns) {
                         {"word", "1234567890"},
                         {"front", " 1234567890"},
                         {"end", "1234567    "},
-                        {"lines", "a long first line\nb"}}),
+                        {"lines", "a long first line\nb\nc"}}),
               readFile(ROOT "tests/help.txt"));
     EXPECT_EQ(help(14, {{"aa", "there is no room"}}), "        --aa  there is no room\n");
     EXPECT_EQ(help(80, {{"aa", "line\n"}}), "        --aa  line\n              \n");
