@@ -59,8 +59,7 @@ std::string help(unsigned columns,
 
 TEST(StorePair, LooksForLongNamesFirst) {
     EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
-    EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "two", "8")); }),
-              "text=8 number=8 ");
+    EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "t", "7")); }), "text=7 ");
     EXPECT_EQ(after([](auto& opts) { EXPECT_FALSE(po::storePair(opts, "-n", "8")); }),
               "Unknown option: `-n' (value:`8')\n");
 }
@@ -75,7 +74,7 @@ TEST(CommandLine, GivesOptionsTheirValues) {
     EXPECT_EQ(afterWords({"-", "--flag", "--", "--number=6"}), "flag number=6 ") << "and dashes";
     EXPECT_EQ(afterWords({"-t", "--n", "--flag"}), "flag text=--n ") << "a short name, any value";
     EXPECT_EQ(afterWords({"-n", "1"}), "flag number=1 ") << "two options have this name";
-    EXPECT_EQ(afterWords({"--number=8", "-x"}), "number=8 ") << "nothing is left for -x";
+    EXPECT_EQ(afterWords({"--two=8", "-x"}), "text=8 number=8 ") << "nothing is left for -x";
     EXPECT_EQ(afterWords({"--number=2147483648", "--flag=2"}), "") << "out of range";
     EXPECT_EQ(afterWords({"--number=ten", "--number=-0x10"}), "number=0 ") << "decimal";
     EXPECT_EQ(afterWords({"--n=3", "--flag"}), "flag Unknown option: `n' (value:`3')\n");
@@ -104,7 +103,7 @@ TEST(Help, IsLaidOutInColumns) {
     EXPECT_EQ(help(29, {{"h,help", "text"},
                         {"-hhhhh", "wide"},
                         {"no-text", ""},
-                        {"long-name", "one two a b"},
+                        {"long-name", "one two a b c d five"},
                         {"full", "12345 78"},
                         {"gap", "12345678   90"},
                         {"word", "1234567890"},

@@ -129,10 +129,12 @@ TEST_F(SegmenterRun, PublishesWhatIsWholeAndEndsInOrderOnASignal) {
         SCOPED_TRACE("signal " + std::to_string(signal));
         beginAnew();
         Program program(keep_two);
-        for (const char byte : three_segments.bytes + "partial") {
-            program.write({{byte}});
-        }
+        const std::size_t last = three_segments.bytes.size() - 1;
+        program.write({three_segments.bytes.substr(0, last)});
+        EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table()}));
+        program.write({three_segments.bytes.substr(last)});
         EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
+        program.write({"partial"});
         EXPECT_EQ(readFile("live.m3u8") + "#EXTINF:0,\nvid.0000000002.ts\n#EXT-X-ENDLIST\n",
                   two_segments.files.at("live.m3u8").bytes);
         EXPECT_FALSE(std::filesystem::exists(marker_path));
