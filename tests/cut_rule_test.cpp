@@ -53,7 +53,7 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
          .segments = {{packet({.pid = pids.cut, .payload = pesHeader(90000)}), table, video(1)},
                       {packet({.pid = pids.cut, .payload = pesHeader(900000)}), table}}},
         {.name = "a timestamp that runs over the packet's end is none",
-         .segments = {{video(1, 171), table, video(1, 170)}, {table}}},
+         .segments = {{video(900000, 171), table, video(1, 170)}, {table}}},
         {.name = "video begins where a unit does, on its PID, with its stream id",
          .segments = {{packet({.pid = pids.video, .unit_start = false, .payload = pesHeader(1)}),
                        packet({.pid = pids.video | 0x1000, .payload = pesHeader(1)}),
