@@ -20,8 +20,8 @@ struct SegmentFacts {
     bool has_sdt = false;
     bool has_key_frame = false; ///< its first video PES start is a key frame
     bool has_video = false;     ///< a video packet has come
-    bool has_restart = false;   ///< the source began anew before the next one's first_pts
-    bool is_put_off = false;    ///< so was its end, by the clock or the source that began anew
+    bool has_restart = false;   ///< the source began anew from its first_pts to the next one's
+    bool is_put_off = false;    ///< the clock or the source began anew in it: its end comes late
 };
 
 /// What was found in a stream so far. "Video" is what the segmenter takes for it: PES packets on

@@ -165,11 +165,12 @@ void StreamReader::noteStep(std::int64_t step, bool falls) {
         found.restarts += falls ? 1 : 0;
         return;
     }
-    ++found.steps;
-    found.video_time += step;
+    const bool is_wrap = step > 0 && falls;
+    current->is_put_off |= is_wrap;
+    found.wraps += is_wrap ? 1 : 0;
     found.reordered += step < 0 ? 1 : 0;
-    found.wraps += step > 0 && falls ? 1 : 0;
-    current->is_put_off |= step > 0 && falls;
+    found.video_time += step;
+    ++found.steps;
     if (step > 0) {
         found.frame_steps.add(static_cast<std::uint64_t>(step));
     }

@@ -66,7 +66,8 @@ TEST(Programs, AreFoundWhereTheirTableIs) {
         return static_cast<char>(count) + std::string(count, 'x');
     };
     EXPECT_EQ(found({.payload = "\0\0\xB0\x15\0\1\xC1\0\0\0\0\xE0\x10\0\1\xF0\0\1\0\xE1\2CRC4"s}),
-              (PIDs{0x1000, 0x102}));
+              (PIDs{0x1000, 0x102}))
+        << "behind the network's table";
     EXPECT_EQ(found({.adaptation = "\1\0"s, .payload = section}), one);
     EXPECT_EQ(found({.payload = behind(0xAB) + header + "\0\1\xF0\0"s}), one) << "just fits";
     EXPECT_EQ(found({.payload = behind(0xAC) + header + "\0\1\xF0"s}), PIDs()) << "over the end";
