@@ -1,7 +1,7 @@
 #pragma once
 
 #include "check/pid_counts.h"
-#include "check/usual_value.h"
+#include "tsinspect/usual_value.h"
 
 #include <array>
 #include <cstddef>

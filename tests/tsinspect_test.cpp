@@ -3,6 +3,7 @@
 #include "tsinspect/dump.h"
 #include "tsinspect/pat.h"
 #include "tsinspect/pts.h"
+#include "tsinspect/usual_value.h"
 
 #include <cstring>
 #include <sstream>
@@ -48,6 +49,22 @@ TEST(Timestamp, HasAll33BitsAndFollowsAnotherTheShorterWayAroundTheClock) {
     EXPECT_EQ(ticksBetween(2, 8589934591), -3);
     EXPECT_EQ(ticksBetween(0, 4294967295), 4294967295);
     EXPECT_EQ(ticksBetween(0, 4294967296), -4294967296);
+}
+
+TEST(UsualValue, IsTheOneThatComesMostOften) {
+    const auto usual = [](std::initializer_list<std::uint64_t> values) {
+        UsualValue found;
+        for (const std::uint64_t value : values) {
+            found.add(value);
+        }
+        return found.get();
+    };
+    EXPECT_EQ(usual({}), 0U);
+    EXPECT_EQ(usual({5, 0, 0}), 0U);
+    EXPECT_EQ(usual({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 10}), 10U)
+        << "more than there are counters";
+    EXPECT_EQ(usual({1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10}), 7U)
+        << "a counter that becomes free goes to no value that has one already";
 }
 
 TEST(Programs, AreFoundWhereTheirTableIs) {
