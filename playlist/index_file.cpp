@@ -1,10 +1,9 @@
 #include "playlist/index_file.h"
 
+#include "playlist/replace_file.h"
 #include "playlist/segment_name.h"
 #include "segmenter/options.h"
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 namespace {
@@ -32,19 +31,9 @@ std::string composePlaylist(const Options& settings, unsigned int first, unsigne
     return text;
 }
 
-/// Returns true when the file at `path` holds `text` and nothing else.
-bool writeFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    return file.good();
-}
-
 } // namespace
 
 bool updateIndexFile(Options& settings, unsigned int first, unsigned int count, bool is_final) {
-    const std::string path = settings.prefix + settings.playlist_name;
-    const std::string temporary_path = path + ".tmp";
-    return writeFile(temporary_path, composePlaylist(settings, first, count, is_final)) &&
-           std::rename(temporary_path.c_str(), path.c_str()) == 0;
+    return replaceFile(settings.prefix + settings.playlist_name,
+                       composePlaylist(settings, first, count, is_final));
 }

@@ -18,7 +18,8 @@ bool Options::parseOptions(int argc, const char** argv) {
         ("help", help_flag, false, "this help text")
         ("prefix", prefix, "", "Prefix of the segment files")
         ("url_prefix", url_prefix, "", "Prefix of the URL for generate index file")
-        ("playlist_name", playlist_name, "live.m3u8", "The name of playlist containing .ts files.")
+        ("playlist_name", playlist_name, default_playlist_name,
+                          "The name of playlist containing .ts files.")
         ("duration", duration, 5, "Duration for start next file")
         ("window", window, 0, "Number of files for sliding window")
         ("mux_type", mux_type, 0, "Type of MUX: 0 - FFMPEG, 1 - GST");

@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <string>
 
+/// The playlist's file name where the command line gives none.
+inline constexpr const char* default_playlist_name = "live.m3u8";
+
 /// The settings of one run: filled once from the command line, only read afterwards.
 ///
 /// No value is checked for range; whoever reads a field says what odd values do.

@@ -1,0 +1,189 @@
+#include "publish/live_playlist.h"
+
+#include "playlist/segment_name.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <iomanip>
+#include <numeric>
+#include <sstream>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view target_tag = "#EXT-X-TARGETDURATION:";
+constexpr std::string_view sequence_tag = "#EXT-X-MEDIA-SEQUENCE:";
+constexpr std::string_view discontinuities_tag = "#EXT-X-DISCONTINUITY-SEQUENCE:";
+constexpr std::string_view discontinuity_tag = "#EXT-X-DISCONTINUITY";
+constexpr std::string_view date_tag = "#EXT-X-PROGRAM-DATE-TIME:";
+constexpr std::string_view length_tag = "#EXTINF:";
+constexpr std::string_view end_tag = "#EXT-X-ENDLIST";
+
+constexpr std::int64_t milliseconds_per_second = 1000;
+
+/// A sequence number up to this one is read back, so that there is room for what follows.
+constexpr std::uint32_t largest_sequence = 4'000'000'000;
+
+/// `date` as RFC 3339 writes it, such as "2026-11-25T13:20:23.120Z".
+std::string dateText(std::int64_t date) {
+    using namespace std::chrono;
+    const sys_time<milliseconds> time{milliseconds(date)};
+    const auto day = floor<days>(time);
+    const year_month_day ymd(day);
+    const hh_mm_ss clock(time - day);
+    std::ostringstream out;
+    const auto number = [&out](int width) -> std::ostream& {
+        return out << std::setfill('0') << std::setw(width);
+    };
+    number(4) << static_cast<int>(ymd.year()) << '-';
+    number(2) << static_cast<unsigned>(ymd.month()) << '-';
+    number(2) << static_cast<unsigned>(ymd.day()) << 'T';
+    number(2) << clock.hours().count() << ':';
+    number(2) << clock.minutes().count() << ':';
+    number(2) << clock.seconds().count() << '.';
+    number(3) << clock.subseconds().count() << 'Z';
+    return out.str();
+}
+
+/// The number that `text` begins with, 0 without one.
+template <typename Number>
+Number numberIn(std::string_view text, int base = 10) {
+    Number number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return number;
+}
+
+/// The date that dateText wrote as `text`.
+std::int64_t readDate(std::string_view text) {
+    using namespace std::chrono;
+    constexpr std::size_t size = 24;
+    if (text.size() != size) {
+        return 0;
+    }
+    const auto number = [text](std::size_t at) { return numberIn<unsigned>(text.substr(at)); };
+    const sys_days day = year(numberIn<int>(text)) / month(number(5)) / std::chrono::day(number(8));
+    const sys_time<milliseconds> time = day + hours(number(11)) + minutes(number(14)) +
+                                        seconds(number(17)) + milliseconds(number(20));
+    return time.time_since_epoch().count();
+}
+
+/// The milliseconds that secondsText wrote as `text`.
+std::int64_t readSeconds(std::string_view text) {
+    const std::size_t point = text.find('.');
+    return milliseconds_per_second * numberIn<std::int32_t>(text) +
+           (point == std::string_view::npos ? 0 : numberIn<std::int32_t>(text.substr(point + 1)));
+}
+
+/// Takes one line of a playlist's text into `playlist`, or into the segment that comes next.
+void readLine(LivePlaylist& playlist, LiveSegment& next, std::string_view line) {
+    const auto value = [line](std::string_view tag) { return line.substr(tag.size()); };
+    if (line.starts_with(length_tag)) {
+        next.length = readSeconds(value(length_tag));
+    } else if (line.starts_with(date_tag)) {
+        next.date = readDate(value(date_tag));
+    } else if (line == discontinuity_tag) {
+        next.is_discontinuity = true;
+    } else if (line.starts_with(target_tag)) {
+        playlist.target_duration = numberIn<std::int32_t>(value(target_tag));
+    } else if (line.starts_with(sequence_tag)) {
+        playlist.sequence = numberIn<std::uint32_t>(value(sequence_tag));
+    } else if (line.starts_with(discontinuities_tag)) {
+        playlist.discontinuities = numberIn<std::uint32_t>(value(discontinuities_tag));
+    } else if (line == end_tag) {
+        playlist.is_ended = true;
+    } else if (!line.starts_with('#')) {
+        playlist.stream = numberIn<std::uint32_t>(line, 16);
+        playlist.segments.push_back(next);
+        next = {};
+    }
+}
+
+} // namespace
+
+std::string addressPrefix(std::uint32_t stream) {
+    std::ostringstream out;
+    out << std::hex << std::setfill('0') << std::setw(8) << stream << '.';
+    return out.str();
+}
+
+std::string address(std::uint32_t stream, std::uint32_t number) {
+    std::string name;
+    appendNumberedName(name, addressPrefix(stream), number);
+    return name;
+}
+
+std::uint32_t nextNumber(const LivePlaylist& playlist) {
+    return playlist.sequence + static_cast<std::uint32_t>(playlist.segments.size());
+}
+
+std::int64_t listedLength(const LivePlaylist& playlist) {
+    return std::accumulate(playlist.segments.begin(), playlist.segments.end(), std::int64_t{0},
+                           [](std::int64_t sum, const LiveSegment& s) { return sum + s.length; });
+}
+
+std::int64_t roundedSeconds(std::int64_t milliseconds) {
+    return (milliseconds + milliseconds_per_second / 2) / milliseconds_per_second;
+}
+
+std::string secondsText(std::int64_t milliseconds) {
+    std::ostringstream out;
+    out << milliseconds / milliseconds_per_second << '.' << std::setfill('0') << std::setw(3)
+        << milliseconds % milliseconds_per_second;
+    return out.str();
+}
+
+std::string playlistText(const LivePlaylist& playlist) {
+    std::ostringstream out;
+    out << "#EXTM3U\n#EXT-X-VERSION:3\n"
+        << target_tag << playlist.target_duration << '\n'
+        << sequence_tag << playlist.sequence << '\n'
+        << discontinuities_tag << playlist.discontinuities << '\n';
+    std::uint32_t number = playlist.sequence;
+    for (const LiveSegment& segment : playlist.segments) {
+        if (segment.is_discontinuity) {
+            out << discontinuity_tag << '\n';
+        }
+        out << date_tag << dateText(segment.date) << '\n'
+            << length_tag << secondsText(segment.length) << ",\n"
+            << address(playlist.stream, number++) << '\n';
+    }
+    if (playlist.is_ended) {
+        out << end_tag << '\n';
+    }
+    return out.str();
+}
+
+std::optional<LivePlaylist> readPlaylist(const std::string& text) {
+    LivePlaylist playlist;
+    LiveSegment next;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        readLine(playlist, next, line);
+    }
+    // What would be written again just as it was is a playlist of ours: nothing else need be
+    // checked.
+    const bool is_ours = playlist.sequence <= largest_sequence && playlist.target_duration > 0 &&
+                         !playlist.segments.empty() && playlistText(playlist) == text;
+    return is_ours ? std::optional(playlist) : std::nullopt;
+}
+
+std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
+                                       std::size_t listed) {
+    constexpr std::int64_t least_target_durations = 3;
+    playlist.segments.push_back(segment);
+    playlist.target_duration = std::max(playlist.target_duration, roundedSeconds(segment.length));
+    const std::int64_t least =
+        least_target_durations * playlist.target_duration * milliseconds_per_second;
+
+    std::vector<std::string> left;
+    std::int64_t rest = listedLength(playlist) - playlist.segments.front().length;
+    while (playlist.segments.size() > listed && rest >= least) {
+        left.push_back(address(playlist.stream, playlist.sequence));
+        playlist.discontinuities += playlist.segments.front().is_discontinuity ? 1 : 0;
+        ++playlist.sequence;
+        playlist.segments.pop_front();
+        rest -= playlist.segments.front().length;
+    }
+    return left;
+}

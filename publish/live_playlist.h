@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// One segment as a live playlist lists it.
+struct LiveSegment {
+    bool is_discontinuity = false; ///< its timestamps do not follow those of the one before
+    std::int64_t date = 0;         ///< of its first sample, in milliseconds since 1970, UTC
+    std::int64_t length = 0;       ///< in milliseconds, 0 or more
+
+    bool operator==(const LiveSegment&) const = default;
+};
+
+/// The playlist of a stream that goes on over many runs (RFC 8216, 6.2).
+struct LivePlaylist {
+    std::uint32_t stream = 0;          ///< a random number, in front of every address
+    std::int64_t target_duration = 0;  ///< in seconds; 0 until the stream begins
+    std::uint32_t sequence = 0;        ///< number of the first segment listed
+    std::uint32_t discontinuities = 0; ///< discontinuities that left the list
+    std::deque<LiveSegment> segments;
+    bool is_ended = false; ///< no segment will follow
+
+    bool operator==(const LivePlaylist&) const = default;
+};
+
+/// The file name of segment `number` of `stream`, such as "1f6a03c2.0000000018.ts".
+std::string address(std::uint32_t stream, std::uint32_t number);
+
+/// What stands in front of the number in every address of `stream`, such as "1f6a03c2.".
+std::string addressPrefix(std::uint32_t stream);
+
+/// The number that the next segment of `playlist` gets.
+std::uint32_t nextNumber(const LivePlaylist& playlist);
+
+/// How long the listed segments last together, in milliseconds.
+std::int64_t listedLength(const LivePlaylist& playlist);
+
+/// `milliseconds` rounded to whole seconds.
+std::int64_t roundedSeconds(std::int64_t milliseconds);
+
+/// `milliseconds` as seconds with three decimals, such as "4.040".
+std::string secondsText(std::int64_t milliseconds);
+
+/// The playlist as the text of an m3u8 file.
+std::string playlistText(const LivePlaylist& playlist);
+
+/// The playlist that playlistText made `text` of; nothing for any other text.
+std::optional<LivePlaylist> readPlaylist(const std::string& text);
+
+/// Appends `segment`, raises the target duration if `segment` is longer, and removes the oldest
+/// segments beyond `listed`, but none without which less than three target durations would be left
+/// (RFC 8216, 6.2.2). Returns the addresses of those that left, the oldest first.
+std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
+                                       std::size_t listed);

@@ -1,0 +1,225 @@
+#include "publish/publisher.h"
+
+#include "playlist/replace_file.h"
+#include "playlist/segment_name.h"
+#include "tsinspect/pts.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+/// `ticks` of the 90 kHz clock, 0 or more, in milliseconds.
+std::int64_t milliseconds(std::int64_t ticks) {
+    constexpr std::int64_t ticks_per_millisecond = ticks_per_second / 1000;
+    return (ticks + ticks_per_millisecond / 2) / ticks_per_millisecond;
+}
+
+/// The text of the file at `path`; empty when it is no file, or one of a megabyte or more.
+std::string readText(const std::string& path) {
+    constexpr std::uintmax_t largest = 1'000'000;
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error) ||
+        std::filesystem::file_size(path, error) >= largest) {
+        return "";
+    }
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The names of the files of `stream` in `folder` by their numbers.
+std::map<std::uint32_t, std::string> findFiles(const std::string& folder, std::uint32_t stream) {
+    std::map<std::uint32_t, std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
+         file.increment(error)) {
+        const std::string name = file->path().filename();
+        if (const auto number = numberInName(name, addressPrefix(stream))) {
+            names.emplace(*number, name);
+        }
+    }
+    return names;
+}
+
+} // namespace
+
+Publisher::Publisher(const PublishSettings& settings, Moment now, Tell tell, Tell warn)
+    : settings(settings), tell(std::move(tell)), warn(std::move(warn)), run(settings),
+      last_news(now) {
+    const std::string path = settings.to + settings.playlist_name;
+    const std::string text = readText(path);
+    const std::optional<LivePlaylist> last = readPlaylist(text);
+    if (last) {
+        findFilesOf(*last, now);
+    } else if (std::error_code error; std::filesystem::exists(path, error)) {
+        this->warn(path + " is not a playlist of this program: a new stream takes its place.");
+    }
+    if (last && !last->is_ended) {
+        playlist = *last;
+    } else {
+        playlist.stream = std::random_device()();
+    }
+}
+
+/// Finds out what an earlier process left of the stream whose playlist is `last`.
+void Publisher::findFilesOf(const LivePlaylist& last, Moment now) {
+    longest_list = listedLength(last);
+    const Moment due =
+        now + std::chrono::milliseconds(longest_list) + std::chrono::seconds(last.target_duration);
+    const std::uint32_t end = nextNumber(last);
+    for (const auto& [number, name] : findFiles(settings.to, last.stream)) {
+        if (number < last.sequence) {
+            left.push_back({name, due});
+        } else if (last.is_ended) {
+            leaving.push_back(name); // when the playlist of the next stream takes this one's place
+        } else if (number == end + unlisted.size()) {
+            unlisted.push_back(measure(name, last)); // moved, and then the process was ended
+        } else if (number + 1 == end) {
+            previous = measure(name, last);
+        }
+    }
+    date = last.segments.back().date + last.segments.back().length;
+    while (left.size() > 2 * static_cast<std::size_t>(settings.listed)) {
+        deleteOldest();
+    }
+}
+
+FinishedSegment Publisher::measure(const std::string& name, const LivePlaylist& last) const {
+    return measureFile(settings.to + name, settings.mux_type, last.target_duration);
+}
+
+bool Publisher::look(Moment now, bool is_over) {
+    std::vector<FinishedSegment> segments = run.look(now, is_over);
+    segments.insert(segments.begin(), unlisted.begin(), unlisted.end());
+    if (playlist.target_duration == 0 && !segments.empty()) {
+        playlist.target_duration = run.statedDuration();
+        for (const FinishedSegment& segment : segments) {
+            playlist.target_duration = std::max(playlist.target_duration,
+                                                roundedSeconds(milliseconds(segment.times.length)));
+        }
+    }
+    bool is_done = is_written || writePlaylist(now);
+    for (auto segment = segments.begin(); is_done && segment != segments.end(); ++segment) {
+        is_done = publish(*segment) && writePlaylist(now);
+    }
+    if (is_done && is_over && settings.end == 1 && run.hasEndTag() && !playlist.segments.empty()) {
+        playlist.is_ended = true;
+        news.push_back("ended " + settings.playlist_name);
+        is_done = writePlaylist(now);
+    }
+    while (!left.empty() && left.front().due <= now) {
+        deleteOldest();
+    }
+    watch(now, !segments.empty());
+    return is_done;
+}
+
+/// Moves `segment` to its address and appends it to the playlist, which is then to be written.
+bool Publisher::publish(const FinishedSegment& segment) {
+    const std::string name = address(playlist.stream, nextNumber(playlist));
+    const std::string path = settings.to + name;
+    if (std::rename(segment.path.c_str(), path.c_str()) != 0) {
+        return fail(segment.path + " cannot be moved to " + path + ": " + std::strerror(errno));
+    }
+    if (!unlisted.empty()) {
+        unlisted.erase(unlisted.begin());
+    }
+    const std::int64_t length = milliseconds(segment.times.length);
+    const bool follows_previous = follows(segment);
+    if (!follows_previous) {
+        date = segment.written - length;
+        ticks_since_date = 0;
+    }
+    const LiveSegment entry = {.is_discontinuity = !follows_previous && !playlist.segments.empty(),
+                               .date = date + milliseconds(ticks_since_date),
+                               .length = length};
+    const std::int64_t target = playlist.target_duration;
+    longest_list = std::max(longest_list, listedLength(playlist) + length);
+    const auto left_now = appendSegment(playlist, entry, static_cast<std::size_t>(settings.listed));
+    leaving.insert(leaving.end(), left_now.begin(), left_now.end());
+    if (playlist.target_duration != target) {
+        warn(name + " lasts " + secondsText(length) + " s: the target duration rises from " +
+             std::to_string(target) + " to " + std::to_string(playlist.target_duration) + ".");
+    }
+    news.push_back("published " + name + ' ' + secondsText(length));
+    ticks_since_date += segment.times.length;
+    previous = segment;
+    is_written = false;
+    return true;
+}
+
+/// True when `segment` belongs to the same run as the one published before it, and its timestamps
+/// go on from there.
+bool Publisher::follows(const FinishedSegment& segment) const {
+    constexpr std::int64_t slack = ticks_per_second; // the end of a last frame is not known exactly
+    if (!previous || previous->times.has_jump) {
+        return false;
+    }
+    const bool has_times = previous->times.first && segment.times.first;
+    if (has_times && std::abs(ticksBetween(previous->times.end, *segment.times.first)) > slack) {
+        return false;
+    }
+    // After a restart of this process only timestamps tell whether it is the same run.
+    return previous->number && segment.number ? *segment.number == *previous->number + 1
+                                              : has_times && segment.number != 0U;
+}
+
+bool Publisher::writePlaylist(Moment now) {
+    const std::string path = settings.to + settings.playlist_name;
+    is_written = replaceFile(path, playlistText(playlist));
+    if (!is_written) {
+        return fail(path + " cannot be written; it is tried again until it can");
+    }
+    is_failing = false;
+    for (const std::string& line : std::exchange(news, {})) {
+        tell(line);
+    }
+    for (const std::string& name : std::exchange(leaving, {})) {
+        left.push_back({name, now + std::chrono::milliseconds(longest_list) +
+                                  std::chrono::seconds(playlist.target_duration)});
+    }
+    return true;
+}
+
+void Publisher::deleteOldest() {
+    if (std::remove((settings.to + left.front().name).c_str()) == 0) {
+        tell("deleted " + left.front().name);
+    }
+    left.pop_front();
+}
+
+/// Warns when nothing new comes for three target durations, and when it goes on.
+void Publisher::watch(Moment now, bool has_news) {
+    using std::chrono::seconds;
+    const auto silence = std::chrono::duration_cast<seconds>(now - last_news);
+    const std::int64_t target =
+        playlist.target_duration > 0 ? playlist.target_duration : run.statedDuration();
+    if (has_news) {
+        if (is_silent) {
+            warn("A new segment came after " + std::to_string(silence.count()) + " s.");
+        }
+        last_news = now;
+        is_silent = false;
+    } else if (!is_silent && silence > seconds(3 * target)) {
+        warn("No new segment came for " + std::to_string(silence.count()) + " s.");
+        is_silent = true;
+    }
+}
+
+/// Warns of what could not be done, once until it can be done again.
+bool Publisher::fail(const std::string& sentence) {
+    if (!std::exchange(is_failing, true)) {
+        warn(sentence + '.');
+    }
+    return false;
+}

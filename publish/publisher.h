@@ -1,0 +1,60 @@
+#pragma once
+
+#include "publish/live_playlist.h"
+#include "publish/run_folder.h"
+#include "publish/settings.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Moves the finished segments of a run into the public folder and keeps the live playlist there.
+class Publisher {
+public:
+    using Tell = std::function<void(const std::string&)>;
+
+    /// Goes on with the stream whose playlist is in the public folder, or begins one. `tell` gets a
+    /// line for each action, `warn` what an operator must know. `settings` must outlive it.
+    Publisher(const PublishSettings& settings, Moment now, Tell tell, Tell warn);
+
+    /// Looks once for what there is to do, and does it; `is_over` when the run has ended. Returns
+    /// false when something could not be done, after a warning: the next look tries it again.
+    bool look(Moment now, bool is_over);
+
+private:
+    /// A file that no playlist lists any more, and until when it stays.
+    struct LeftFile {
+        std::string name;
+        Moment due;
+    };
+
+    void findFilesOf(const LivePlaylist& last, Moment now);
+    [[nodiscard]] FinishedSegment measure(const std::string& name, const LivePlaylist& last) const;
+    bool publish(const FinishedSegment& segment);
+    [[nodiscard]] bool follows(const FinishedSegment& segment) const;
+    bool writePlaylist(Moment now);
+    void deleteOldest();
+    void watch(Moment now, bool has_news);
+    bool fail(const std::string& sentence);
+
+    const PublishSettings& settings;
+    Tell tell;
+    Tell warn;
+    RunFolder run;
+    LivePlaylist playlist;
+    bool is_written = true;                  // the playlist stands in the folder as it is here
+    std::vector<FinishedSegment> unlisted;   // found in the public folder, not in its playlist
+    std::optional<FinishedSegment> previous; // the segment published last
+    std::int64_t date = 0;                   // of the first segment behind the last discontinuity
+    std::int64_t ticks_since_date = 0;       // how long those behind it last
+    std::vector<std::string> news;           // lines to tell once the playlist is written
+    std::vector<std::string> leaving;        // files to leave once it is written
+    std::deque<LeftFile> left;               // files that it does not list, the oldest first
+    std::int64_t longest_list = 0;           // what any playlist lasted, in milliseconds
+    Moment last_news;
+    bool is_silent = false; // no news for long, and that was told
+    bool is_failing = false;
+};
