@@ -10,6 +10,7 @@
 /// Copies the transport stream on standard input into segment files, and lists them in a playlist.
 int main(int argc, char** argv) {
     fillStandardDescriptors();
+    surviveFailedWrites();
     SegmentFile segment_file;
     Options settings;
     removeMarker();

@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <initializer_list>
 #include <tuple>
 
 namespace {
 
 constexpr const char* null_device = "/dev/null";
-constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // All that a signal handler can reach.
 // NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
@@ -47,7 +47,32 @@ static void endInput(int signal) {
     }
     errno = error;
 }
+
+/// Unlike SIG_IGN, a handler is not inherited by the programs that this one starts.
+static void doNothing(int /*signal*/) {}
 }
+
+namespace {
+
+/// Gives `signals` a handler, one of them at a time, but leaves ignored those that are.
+void handle(std::initializer_list<int> signals, void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART; // a write to a segment file goes on
+    ::sigemptyset(&action.sa_mask);
+    for (const int signal : signals) {
+        ::sigaddset(&action.sa_mask, signal);
+    }
+    for (const int signal : signals) {
+        struct sigaction before = {};
+        ::sigaction(signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) {
+            ::sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+} // namespace
 
 void fillStandardDescriptors() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -57,23 +82,11 @@ void fillStandardDescriptors() {
     }
 }
 
+void surviveFailedWrites() { handle({SIGPIPE, SIGXFSZ}, doNothing); }
+
 void endInputOnSignals() {
     null_input = ::open(null_device, O_RDONLY | O_CLOEXEC);
-    if (null_input < 0) {
-        return; // signals can only do what they always did
-    }
-    struct sigaction action = {};
-    action.sa_handler = endInput;
-    action.sa_flags = SA_RESTART; // a write to a segment file goes on
-    ::sigemptyset(&action.sa_mask);
-    for (const int signal : ending_signals) {
-        ::sigaddset(&action.sa_mask, signal); // handled one after the other
-    }
-    for (const int signal : ending_signals) {
-        struct sigaction before = {};
-        ::sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) {
-            ::sigaction(signal, &action, nullptr);
-        }
+    if (null_input >= 0) { // else signals can only do what they always did
+        handle({SIGINT, SIGTERM, SIGHUP}, endInput);
     }
 }

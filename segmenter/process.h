@@ -4,6 +4,11 @@
 /// without them, so that no file that it writes gets their numbers.
 void fillStandardDescriptors();
 
+/// From here on, a write into a pipe that nobody reads, or beyond the limit on the size of files,
+/// fails as on a full disk does, and no longer ends the process by SIGPIPE or SIGXFSZ. Programs
+/// that this one starts are not affected.
+void surviveFailedWrites();
+
 /// From here on, INT, TERM and HUP make standard input end: reads find no more, also one that is
 /// waiting. A second signal ends the process at once, but for one that follows within 50
 /// milliseconds: terminals and supervisors send the same one twice. Signals that were ignored, as
