@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr const char* marker_path = "/var/run/vod";
+constexpr const char* marker_path = SEGMENTER_MARKER; // each program of the build names its own
 
 /// Runs `command`; what comes of it is nobody's concern.
 void runShell(const std::string& command) { std::ignore = std::system(command.c_str()); }

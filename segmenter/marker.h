@@ -1,7 +1,7 @@
 #pragma once
 
-/// Removes the marker file of an earlier run, /var/run/vod. Where there is none, rm says so on
-/// standard error.
+/// Removes the marker file of an earlier run, /var/run/vod but for tests. Where there is none, rm
+/// says so on standard error.
 void removeMarker();
 
 /// Writes the path of segment `last`, always under /www/hls_vod/, into the marker file.

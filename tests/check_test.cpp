@@ -170,9 +170,9 @@ TEST_F(CheckRun, PrintsARowOnceASegmentIsCompleteAndTheRestOnASignal) {
     Program program(SEGMENTER_CHECK " --duration=1 --window=5");
     program.write(good_stream);
     const std::string text = expectedText("check.txt", "a good stream");
-    EXPECT_TRUE(eventually([&] { return Program::output() == text.substr(0, 3 * line_size); }));
-    ::kill(Program::process(), SIGINT);
-    EXPECT_TRUE(eventually([&] { return Program::output() == text; }));
+    EXPECT_TRUE(eventually([&] { return program.output() == text.substr(0, 3 * line_size); }));
+    ::kill(program.process(), SIGINT);
+    EXPECT_TRUE(eventually([&] { return program.output() == text; }));
     expectOutcome(program.end(), {.output = text, .errors = ""});
 }
 
@@ -180,6 +180,7 @@ TEST_F(CheckRun, PrintsTheSegmentsThatTheSegmenterCuts) {
     for (const auto& [name, arguments] :
          {std::pair("ffmpeg.ts", " --duration=3"), {"gst.ts", " --duration=3 --mux_type=1"}}) {
         SCOPED_TRACE(name);
+        const Folder own;
         const Stream stream = {readFile(ROOT "demo/streams/"s + name)};
         Program check(SEGMENTER_CHECK + std::string(arguments));
         check.write(stream);
@@ -198,7 +199,6 @@ TEST_F(CheckRun, PrintsTheSegmentsThatTheSegmenterCuts) {
             }
         }
         EXPECT_EQ(all, stream);
-        beginAnew();
     }
     EXPECT_EQ(Program(SEGMENTER_CHECK).end().status, 1) << "without options";
 }

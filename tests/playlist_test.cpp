@@ -7,10 +7,11 @@ namespace {
 
 /// The playlist that a call of updateIndexFile leaves.
 std::string playlist(Options settings, unsigned first, unsigned count, bool is_final) {
-    settings.prefix = "playlist";
-    settings.playlist_name = "_test.m3u8";
+    const Folder folder;
+    settings.prefix = "a";
+    settings.playlist_name = "b.m3u8";
     EXPECT_TRUE(updateIndexFile(settings, first, count, is_final));
-    return readFile("playlist_test.m3u8");
+    return readFile("ab.m3u8");
 }
 
 } // namespace

@@ -13,32 +13,18 @@
 #include <thread>
 #include <tuple>
 
-inline constexpr const char* marker_path = "/var/run/vod";
-inline constexpr const char* private_sign = "/var/run/segmenter_tests"; ///< in no other /var/run
+inline constexpr const char* marker_path = "../vod"; ///< of SEGMENTER
 
-/// Tests that run a program. They do so in a mount namespace with a /var/run of its own (main
-/// enters it), and each run begins in an empty directory. Where there can be none they fail, or are
-/// skipped if a person asks for that.
+/// Tests that start programs, each test in a folder of its own.
 struct ProgramTest : testing::Test {
-    void SetUp() override {
-        if (std::filesystem::exists(private_sign)) {
-            beginAnew();
-        } else if (std::getenv("SEGMENTER_TESTS_WITHOUT_NAMESPACES") != nullptr) {
-            GTEST_SKIP() << "skipped, as SEGMENTER_TESTS_WITHOUT_NAMESPACES says";
-        } else {
-            FAIL() << "there is no private /var/run, since unshare -rm does not work here; set "
-                      "SEGMENTER_TESTS_WITHOUT_NAMESPACES=1 to go without the tests that need it";
+    ProgramTest() {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) { // nohup, or & in a shell, ignores some
+            std::ignore = std::signal(signal, SIG_DFL);
         }
+        std::ignore = std::signal(SIGPIPE, [](int /*signal*/) {}); // programs may end before input
     }
 
-    /// Changes to an empty directory, /var/run/work, and removes the marker.
-    static void beginAnew() {
-        std::filesystem::current_path("/var/run");
-        std::filesystem::remove_all(marker_path);
-        std::filesystem::remove_all("work");
-        std::filesystem::create_directory("work");
-        std::filesystem::current_path("work");
-    }
+    const Folder folder{};
 };
 
 /// True once `condition` holds; false if it does not within ten seconds.
@@ -51,11 +37,11 @@ inline bool eventually(const std::function<bool()>& condition) {
 
 /// What comes of a run.
 struct Outcome {
-    int status = 0;       ///< after a signal, 128 and its number
-    std::string output{}; ///< all that the program wrote to standard output
-    std::string errors = "rm: cannot remove '/var/run/vod': No such file or directory\n";
-    std::string marker{};                  ///< the marker file; empty without one
-    std::map<std::string, Stream> files{}; ///< those in the working directory, by their paths
+    int status = 0;                        ///< after a signal, 128 and its number
+    std::string output{};                  ///< all that the program wrote to standard output
+    std::string errors{};                  ///< and to standard error
+    std::string marker{};                  ///< the marker file of SEGMENTER; empty without one
+    std::map<std::string, Stream> files{}; ///< in the working directory, by path
 };
 
 /// Compares field by field.
@@ -73,8 +59,9 @@ public:
     /// Starts the shell command `command`, a program and its arguments. It may take 20 seconds of
     /// processor time, and open 32 files at once.
     explicit Program(const std::string& command) {
-        const std::string shell = "exec >../output 2>../errors; echo $$ >../process; "
-                                  "ulimit -t 20; ulimit -n 32; export LC_ALL=C; exec ";
+        const std::string shell = "exec >" + file("output") + " 2>" + file("errors") +
+                                  "; echo $$ >" + file("process") +
+                                  "; ulimit -t 20; ulimit -n 32; export LC_ALL=C; exec ";
         input = ::popen((shell + command).c_str(), "w");
     }
 
@@ -84,16 +71,23 @@ public:
     }
 
     /// What it has written to standard output so far.
-    static std::string output() { return readFile("../output"); }
+    [[nodiscard]] std::string output() const { return readFile(file("output")); }
 
     /// Its process, once it runs.
-    static pid_t process() { return std::stoi(readFile("../process")); }
+    [[nodiscard]] pid_t process() const { return std::stoi(readFile(file("process"))); }
+
+    /// Limits the files that it writes to `bytes`.
+    void limitFiles(int bytes) const {
+        const std::string limit = " --fsize=" + std::to_string(bytes);
+        EXPECT_EQ(std::system(("prlimit --pid " + std::to_string(process()) + limit + ':').c_str()),
+                  0);
+    }
 
     /// Ends its input, and collects what it has left when it has ended too.
     [[nodiscard]] Outcome end() const {
         const int status = ::pclose(input);
         Outcome outcome = {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
-                           output(), readFile("../errors"), readFile(marker_path)};
+                           output(), readFile(file("errors")), readFile(marker_path)};
         for (const auto& entry : std::filesystem::recursive_directory_iterator(".")) {
             if (entry.is_regular_file()) {
                 const std::string path = entry.path().lexically_normal();
@@ -104,5 +98,12 @@ public:
     }
 
 private:
+    /// Beside the working directory, not to be among the files that the program leaves.
+    [[nodiscard]] std::string file(const char* name) const {
+        return "../" + std::to_string(number) + '.' + name;
+    }
+
+    static inline int started = 0; // programs of all tests
+    int number = ++started;
     std::FILE* input = nullptr;
 };

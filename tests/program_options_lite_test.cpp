@@ -91,6 +91,7 @@ TEST(ConfigFile, GivesOptionsTheirValues) {
     EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext:"), "") << "without value";
     EXPECT_EQ(afterLines("text\ntext a b\n#text: a\n #\n:\n: a\n\n"), "") << "no setting";
     EXPECT_EQ(afterLines("t: a"), "Unknown option: `t' (value:`a')\n") << "a short name";
+    const Folder folder;
     std::ofstream("options.conf") << "number: 8";
     EXPECT_EQ(after([](auto& opts) { po::parseConfigFile(opts, "options.conf"); }), "number=8 ");
     po::Options opts;

@@ -4,14 +4,38 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 using namespace std::literals;
+
+/// A temporary folder with an empty working directory in it, current for as long as this lives.
+class Folder {
+public:
+    Folder() {
+        if (::mkdtemp(path.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), path);
+        }
+        std::filesystem::create_directory(path + "/work");
+        std::filesystem::current_path(path + "/work");
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder() {
+        std::filesystem::current_path(before);
+        std::filesystem::remove_all(path);
+    }
+
+private:
+    std::filesystem::path before = std::filesystem::current_path();
+    std::string path = std::filesystem::temp_directory_path() / "segmenter_tests.XXXXXX";
+};
 
 /// The whole of a file, empty where it cannot be read.
 inline std::string readFile(const std::filesystem::path& path) {
