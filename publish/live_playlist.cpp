@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cstddef>
 #include <iomanip>
 #include <numeric>
 #include <sstream>
@@ -169,7 +170,7 @@ std::optional<LivePlaylist> readPlaylist(const std::string& text) {
 }
 
 std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
-                                       std::size_t listed) {
+                                       std::ptrdiff_t listed) {
     constexpr std::int64_t least_target_durations = 3;
     playlist.segments.push_back(segment);
     playlist.target_duration = std::max(playlist.target_duration, roundedSeconds(segment.length));
@@ -177,13 +178,12 @@ std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment
         least_target_durations * playlist.target_duration * milliseconds_per_second;
 
     std::vector<std::string> left;
-    std::int64_t rest = listedLength(playlist) - playlist.segments.front().length;
-    while (playlist.segments.size() > listed && rest >= least) {
-        left.push_back(address(playlist.stream, playlist.sequence));
-        playlist.discontinuities += playlist.segments.front().is_discontinuity ? 1 : 0;
-        ++playlist.sequence;
-        playlist.segments.pop_front();
-        rest -= playlist.segments.front().length;
+    auto first = playlist.segments.begin();
+    std::int64_t rest = listedLength(playlist) - first->length; // behind the first
+    for (; playlist.segments.end() - first > listed && rest >= least; rest -= (++first)->length) {
+        left.push_back(address(playlist.stream, playlist.sequence++));
+        playlist.discontinuities += first->is_discontinuity ? 1 : 0;
     }
+    playlist.segments.erase(playlist.segments.begin(), first);
     return left;
 }

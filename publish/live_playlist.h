@@ -1,7 +1,7 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,7 +21,7 @@ struct LivePlaylist {
     std::int64_t target_duration = 0;  ///< in seconds; 0 until the stream begins
     std::uint32_t sequence = 0;        ///< number of the first segment listed
     std::uint32_t discontinuities = 0; ///< discontinuities that left the list
-    std::deque<LiveSegment> segments;
+    std::vector<LiveSegment> segments{};
     bool is_ended = false; ///< no segment will follow
 
     bool operator==(const LivePlaylist&) const = default;
@@ -55,4 +55,4 @@ std::optional<LivePlaylist> readPlaylist(const std::string& text);
 /// segments beyond `listed`, but none without which less than three target durations would be left
 /// (RFC 8216, 6.2.2). Returns the addresses of those that left, the oldest first.
 std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
-                                       std::size_t listed);
+                                       std::ptrdiff_t listed);

@@ -120,7 +120,7 @@ bool Publisher::look(Moment now, bool is_over) {
     while (!left.empty() && left.front().due <= now) {
         deleteOldest();
     }
-    watch(now, !segments.empty());
+    warnOfSilence(now);
     return is_done;
 }
 
@@ -145,7 +145,7 @@ bool Publisher::publish(const FinishedSegment& segment) {
                                .length = length};
     const std::int64_t target = playlist.target_duration;
     longest_list = std::max(longest_list, listedLength(playlist) + length);
-    const auto left_now = appendSegment(playlist, entry, static_cast<std::size_t>(settings.listed));
+    const auto left_now = appendSegment(playlist, entry, settings.listed);
     leaving.insert(leaving.end(), left_now.begin(), left_now.end());
     if (playlist.target_duration != target) {
         warn(name + " lasts " + secondsText(length) + " s: the target duration rises from " +
@@ -181,6 +181,11 @@ bool Publisher::writePlaylist(Moment now) {
         return fail(path + " cannot be written; it is tried again until it can");
     }
     is_failing = false;
+    if (std::exchange(is_silent, false)) {
+        const auto silence = std::chrono::duration_cast<std::chrono::seconds>(now - last_news);
+        warn("A new segment came after " + std::to_string(silence.count()) + " s.");
+    }
+    last_news = now;
     for (const std::string& line : std::exchange(news, {})) {
         tell(line);
     }
@@ -198,19 +203,12 @@ void Publisher::deleteOldest() {
     left.pop_front();
 }
 
-/// Warns when nothing new comes for three target durations, and when it goes on.
-void Publisher::watch(Moment now, bool has_news) {
-    using std::chrono::seconds;
-    const auto silence = std::chrono::duration_cast<seconds>(now - last_news);
+/// Warns once when nothing new has been listed for three target durations.
+void Publisher::warnOfSilence(Moment now) {
     const std::int64_t target =
         playlist.target_duration > 0 ? playlist.target_duration : run.statedDuration();
-    if (has_news) {
-        if (is_silent) {
-            warn("A new segment came after " + std::to_string(silence.count()) + " s.");
-        }
-        last_news = now;
-        is_silent = false;
-    } else if (!is_silent && silence > seconds(3 * target)) {
+    const auto silence = std::chrono::duration_cast<std::chrono::seconds>(now - last_news);
+    if (!is_silent && silence.count() > 3 * target) {
         warn("No new segment came for " + std::to_string(silence.count()) + " s.");
         is_silent = true;
     }

@@ -37,7 +37,7 @@ private:
     [[nodiscard]] bool follows(const FinishedSegment& segment) const;
     bool writePlaylist(Moment now);
     void deleteOldest();
-    void watch(Moment now, bool has_news);
+    void warnOfSilence(Moment now);
     bool fail(const std::string& sentence);
 
     const PublishSettings& settings;

@@ -17,17 +17,17 @@
 
 namespace {
 
-/// Leaves the whole packets of the file at `path`; false when there are none.
+/// Leaves the whole packets of the file at `path`, and the time when it was last written. Returns
+/// false when it has none, or cannot be cut.
 bool cutToPackets(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
-    if (error) {
-        return false;
-    }
-    if (size % packet_size != 0) {
+    if (!error && size % packet_size != 0) {
+        const auto written = std::filesystem::last_write_time(path, error);
         std::filesystem::resize_file(path, size - size % packet_size, error);
+        std::filesystem::last_write_time(path, written, error);
     }
-    return size >= packet_size && !error;
+    return !error && size >= packet_size;
 }
 
 /// When the file at `path` was last written, in milliseconds since 1970, UTC.

@@ -26,6 +26,11 @@ void endInSlash(std::string& folder) {
     }
 }
 
+/// The sentence about a folder for which the last system call failed.
+std::string unusable(const std::string& folder) {
+    return folder + " cannot be used: " + std::strerror(errno) + ".";
+}
+
 } // namespace
 
 bool PublishSettings::parseOptions(int argc, const char** argv) {
@@ -72,10 +77,8 @@ std::string PublishSettings::refusal() const {
     }
     struct stat status[2] = {};
     for (const bool is_to : {false, true}) {
-        const std::string& folder = is_to ? to : from;
-        if (::stat(folder.c_str(), &status[is_to]) != 0 ||
-            ::access(folder.c_str(), R_OK | W_OK | X_OK) != 0) {
-            return folder + " cannot be used: " + std::strerror(errno) + ".";
+        if (::stat(is_to ? to.c_str() : from.c_str(), &status[is_to]) != 0) {
+            return unusable(is_to ? to : from);
         }
     }
     if (status[0].st_dev != status[1].st_dev) {
@@ -84,6 +87,11 @@ std::string PublishSettings::refusal() const {
     }
     if (status[0].st_ino == status[1].st_ino) {
         return "--from and --to are the same folder.";
+    }
+    for (const std::string& folder : {from, to}) {
+        if (::access(folder.c_str(), R_OK | W_OK | X_OK) != 0) {
+            return unusable(folder);
+        }
     }
     return "";
 }

@@ -1,0 +1,410 @@
+#include "playlist/index_file.h"
+#include "playlist/segment_name.h"
+#include "publish/publisher.h"
+#include "segmenter/options.h"
+#include "tests/program.h"
+#include "tsinspect/pts.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using std::chrono::milliseconds;
+namespace fs = std::filesystem;
+
+constexpr std::time_t noon = 1764072000; // of 2025-11-25
+
+/// `count` frames, a quarter of a second apart.
+std::string frames(std::uint64_t pts, int count = 4) {
+    std::string packets;
+    for (; count > 0; --count, pts += 22500) {
+        packets += video(pts % pts_modulus);
+    }
+    return packets;
+}
+
+/// A playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
+/// discontinuity sequence 1 and the target duration 4, and a discontinuity before its last segment.
+std::string inShort(const LivePlaylist& playlist) {
+    std::ostringstream out;
+    out << playlist.sequence << '/' << playlist.discontinuities << ' ' << playlist.target_duration
+        << " s:";
+    for (const LiveSegment& segment : playlist.segments) {
+        out << (segment.is_discontinuity ? " | " : " ") << secondsText(segment.length);
+    }
+    out << (playlist.is_ended ? " end" : "");
+    return out.str();
+}
+
+/// `text` with the random digits of addresses left out.
+std::string withoutStream(std::string text) {
+    for (std::size_t at = 0; (at = text.find(".00000", at)) != std::string::npos;) {
+        text.erase(at - 8, 9);
+    }
+    return text;
+}
+
+/// Tests of a private folder, run/, and a public one, www/.
+struct Publish : ProgramTest {
+    Publish() {
+        fs::create_directory("run");
+        fs::create_directory("www");
+        begin();
+    }
+
+    /// Starts a publisher, in the place of the one that there was.
+    void begin() { publisher.emplace(settings, Moment(now), tell, warn); }
+
+    /// Leaves segment `number` in the private folder, written at noon and as many seconds.
+    static void cut(unsigned number, const Stream& packets) {
+        const std::string path = segmentName("run/", number);
+        std::ofstream(path, std::ios::binary) << packets.bytes;
+        const timespec time = {.tv_sec = noon + number, .tv_nsec = 0};
+        const timespec times[] = {time, time};
+        EXPECT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    }
+
+    /// Writes the run's playlist, which lists segments `first` to `last` and states `duration`.
+    static void list(unsigned first, unsigned last, std::int32_t duration = 1,
+                     bool is_closed = false) {
+        Options run = {
+            .prefix = "run/", .playlist_name = "live.m3u8", .duration = duration, .window = 9};
+        EXPECT_TRUE(updateIndexFile(run, first, last + 2, is_closed));
+    }
+
+    /// What the publisher says when it looks `time` later.
+    std::string look(milliseconds time = milliseconds(50), bool is_over = false) {
+        now += time;
+        said.clear();
+        publisher->look(Moment(now), is_over);
+        return withoutStream(said);
+    }
+
+    /// What it says at the end of a run.
+    std::string end() { return look(milliseconds(50), true); }
+
+    /// The public playlist in short.
+    static std::string listed() {
+        const auto playlist = readPlaylist(readFile("www/live.m3u8"));
+        return playlist ? inShort(*playlist) : "none";
+    }
+
+    /// How many segments are in the public folder.
+    static long filesLeft() {
+        return std::count_if(fs::directory_iterator("www"), {},
+                             [](const auto& file) { return file.path().extension() == ".ts"; });
+    }
+
+    PublishSettings settings = {
+        .from = "run/", .to = "www/", .playlist_name = "live.m3u8", .listed = 3};
+    milliseconds now{};
+    std::string said;
+    Publisher::Tell tell = [this](const std::string& line) { said += line + '\n'; };
+    Publisher::Tell warn = [this](const std::string& line) { said += "! " + line + '\n'; };
+    std::optional<Publisher> publisher;
+};
+
+/// A run of which the first segments are finished, and how it is published when it is over.
+struct RunRow {
+    const char* name;
+    std::vector<Stream> segments;
+    unsigned listed = 0; ///< by the run's playlist; the others were left by a crash
+    std::int32_t duration = 1;
+    const char* published;
+};
+
+// clang-format off
+const RunRow rows[] = {
+    {.name = "a segment lasts until the first timestamp of the next, the last one until its end",
+     .segments = {{frames(0)}, {other(), frames(90090, 3), other()}, {frames(157500, 2)}}, .listed = 3,
+     .published = "0/0 1 s: 1.001 0.749 0.500"},
+    {.name = "the clock wraps between segments",
+     .segments = {{frames(pts_modulus - 90000)}, {frames(0)}}, .listed = 2,
+     .published = "0/0 1 s: 1.000 1.000"},
+    {.name = "the target duration is at first the longest length, rounded",
+     .segments = {{frames(0, 6)}, {frames(135000, 2)}}, .listed = 2,
+     .published = "0/0 2 s: 1.500 0.500"},
+    {.name = "it is the stated duration where segments are shorter", .segments = {{frames(0)}},
+     .listed = 1, .duration = 7, .published = "0/0 7 s: 1.000"},
+    {.name = "without video the stated duration is the length", .segments = {{other()}, {other()}},
+     .listed = 2, .duration = 2, .published = "0/0 2 s: 2.000 2.000"},
+    {.name = "a single frame lasts as long as one of 25 a second", .segments = {{frames(0, 1)}},
+     .listed = 1, .published = "0/0 1 s: 0.040"},
+    {.name = "a segment of more than two durations is told by its own timestamps",
+     .segments = {{frames(0, 12)}, {frames(270000)}}, .listed = 2, .published = "0/0 3 s: 3.000 1.000"},
+    {.name = "a jump of the clock inside a segment is no time, and a discontinuity stands behind it",
+     .segments = {{frames(900000, 2), frames(9000, 3)}, {frames(76500)}}, .listed = 2,
+     .published = "0/0 1 s: 1.250 | 1.000"},
+    {.name = "a jump between two segments, too",
+     .segments = {{frames(0)}, {frames(8000000)}}, .listed = 2, .published = "0/0 1 s: 1.000 | 1.000"},
+    {.name = "the highest timestamp of reordered frames is the last",
+     .segments = {{video(0), video(45000), video(22500), video(90000), video(67500)}}, .listed = 1,
+     .published = "0/0 2 s: 1.500"},
+    {.name = "what a crash left beyond the list is published, cut to whole packets, but no empty file",
+     .segments = {{frames(0)}, {frames(90000)}, {}, {"half a packet"}, {frames(180000), "half a packet"}},
+     .listed = 1, .published = "0/0 1 s: 1.000 1.000 | 1.000"},
+    {.name = "a crash before the first playlist", .segments = {{frames(0)}, {frames(90000, 1)}},
+     .published = "0/0 5 s: 1.000 0.040"},
+};
+// clang-format on
+
+} // namespace
+
+TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
+    const std::string text = expectedText("playlists.txt", "a live playlist");
+    const LivePlaylist playlist = {
+        .stream = 0x1f6a03c2,
+        .target_duration = 4,
+        .sequence = 17,
+        .discontinuities = 1,
+        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
+    EXPECT_EQ(playlistText(playlist), text);
+    EXPECT_EQ(readPlaylist(text), playlist);
+    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
+
+    for (const auto& [part, other] : {std::pair("TION:4", "TION:-4"),
+                                      {"TION:4", "TION:99999999999"},
+                                      {"SEQUENCE:17", "SEQUENCE:4294967295"},
+                                      {"SEQUENCE:17", "SEQUENCE:18"},
+                                      {"EXTINF:4.040", "EXTINF:4.04"},
+                                      {"2025-11", "2025-99"},
+                                      {"1f6a", "../../1f6a"},
+                                      {"17.ts", "17.ts.ts"},
+                                      {"#EXTINF:4.040,\n", ""}}) {
+        std::string changed = text;
+        EXPECT_EQ(readPlaylist(changed.replace(text.find(part), std::strlen(part), other)),
+                  std::nullopt)
+            << other;
+    }
+    for (std::size_t size = 0; size < text.size(); ++size) { // torn, but not between two segments
+        EXPECT_EQ(readPlaylist(text.substr(0, size)).has_value(),
+                  size == text.find("#EXT-X-DISCONTINUITY\n"))
+            << size << " bytes";
+    }
+}
+
+TEST(LivePlaylist, LetsSegmentsLeaveWhileThreeTargetDurationsStay) {
+    LivePlaylist playlist = {.target_duration = 2};
+    const auto append = [&](std::int64_t length, bool is_discontinuity = false) {
+        const std::size_t left = appendSegment(playlist, {is_discontinuity, 0, length}, 3).size();
+        return std::to_string(left) + " left: " + inShort(playlist);
+    };
+    for (const bool is_discontinuity : {false, true, false, false}) {
+        append(1500, is_discontinuity);
+    }
+    EXPECT_EQ(append(1499), "0 left: 0/0 2 s: 1.500 | 1.500 1.500 1.500 1.499");
+    EXPECT_EQ(append(1501), "2 left: 2/1 2 s: 1.500 1.500 1.499 1.501");
+    EXPECT_EQ(append(2499), "1 left: 3/1 2 s: 1.500 1.499 1.501 2.499");
+    EXPECT_EQ(append(2500), "0 left: 3/1 3 s: 1.500 1.499 1.501 2.499 2.500") << "the target rises";
+    EXPECT_EQ(append(9000), "0 left: 3/1 9 s: 1.500 1.499 1.501 2.499 2.500 9.000");
+}
+
+TEST_F(Publish, ListsRunsAsTheRowsSay) {
+    for (const RunRow& row : rows) {
+        fs::remove_all("run");
+        fs::remove_all("www");
+        fs::create_directory("run");
+        fs::create_directory("www");
+        begin();
+        for (unsigned number = 0; number < row.segments.size(); ++number) {
+            cut(number, row.segments[number]);
+        }
+        if (row.listed > 0) {
+            list(0, row.listed - 1, row.duration);
+        }
+        end();
+        EXPECT_EQ(listed(), row.published) << row.name;
+    }
+}
+
+TEST_F(Publish, WaitsASecondForTheFirstTimestampOfTheNextSegment) {
+    cut(0, {frames(0)});
+    cut(1, {frames(99000)});
+    cut(2, {other()});
+    EXPECT_EQ(look(), "") << "nothing is listed yet";
+    list(0, 1);
+    EXPECT_EQ(look(), "published 0000000000.ts 1.100\n");
+    EXPECT_EQ(look(milliseconds(949)), "") << "the second has not passed";
+    cut(2, {other(), frames(198000)});
+    EXPECT_EQ(look(), "published 0000000001.ts 1.100\n");
+    list(0, 2);
+    EXPECT_EQ(look(), "");
+    EXPECT_EQ(look(milliseconds(1000)), "published 0000000002.ts 1.000\n") << "of its own";
+    cut(3, {frames(333000)});
+    list(2, 3);
+    EXPECT_EQ(look(), "");
+    EXPECT_EQ(look(milliseconds(1000)), "published 0000000003.ts 1.000\n");
+    EXPECT_EQ(listed(), "1/0 1 s: 1.100 1.000 1.000") << "two frames are missing, which is no jump";
+}
+
+TEST_F(Publish, GoesOnWithItsPlaylistAfterEveryRunAndCrash) {
+    const auto publish = [this](unsigned number, const Stream& packets) {
+        begin();
+        cut(number, packets);
+        list(number, number);
+        end();
+        return listed();
+    };
+    EXPECT_EQ(publish(0, {frames(0)}), "0/0 1 s: 1.000");
+    EXPECT_EQ(publish(1, {frames(90000)}), "0/0 1 s: 1.000 1.000") << "the same run";
+    EXPECT_EQ(publish(0, {frames(180000)}), "0/0 1 s: 1.000 1.000 | 1.000") << "a new run";
+    EXPECT_EQ(publish(2, {frames(540000)}), "1/0 1 s: 1.000 | 1.000 | 1.000") << "some are missing";
+
+    const auto playlist = readPlaylist(readFile("www/live.m3u8"));
+    ASSERT_TRUE(playlist.has_value());
+    EXPECT_EQ(playlist->segments[0].date, 1000 * noon) << "the first one's, and its length";
+    EXPECT_EQ(playlist->segments[1].date, 1000 * (noon - 1)) << "the file's time less its length";
+    EXPECT_EQ(playlist->segments[2].date, 1000 * (noon + 1));
+
+    for (const unsigned number : {0, 1}) { // moved, but then the process was killed
+        cut(number, {frames(900000 + number * 90000)});
+        fs::rename(segmentName("run/", number), "www/" + address(playlist->stream, 4 + number));
+    }
+    cut(7, {frames(1080000)});
+    begin();
+    EXPECT_EQ(end(), "published 0000000004.ts 1.000\npublished 0000000005.ts 1.000\n"
+                     "published 0000000006.ts 1.000\n");
+    EXPECT_EQ(listed(), "4/2 1 s: | 1.000 1.000 1.000");
+    EXPECT_EQ(filesLeft(), 7) << "four have left the list";
+    begin();
+    EXPECT_EQ(look(), "");
+}
+
+TEST_F(Publish, EndsAStreamAfterACleanEndIfAskedTo) {
+    settings.end = 1;
+    cut(0, {frames(0)});
+    list(0, 0);
+    EXPECT_EQ(end(), "published 0000000000.ts 1.000\n") << "a crash";
+    begin();
+    EXPECT_EQ(end(), "");
+    cut(0, {frames(0)});
+    list(0, 0, 1, true);
+    EXPECT_EQ(end(), "published 0000000001.ts 1.000\nended live.m3u8\n");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 | 1.000 end");
+    begin();
+    EXPECT_EQ(end(), "") << "there is nothing to begin a stream with";
+    cut(0, {frames(0)});
+    EXPECT_EQ(look(), "");
+    list(0, 0);
+    EXPECT_EQ(end(), "published 0000000000.ts 1.000\n");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000") << "another stream";
+    EXPECT_EQ(filesLeft(), 3);
+    EXPECT_EQ(look(milliseconds(2999)), "") << "the list lasted two seconds";
+    EXPECT_EQ(look(milliseconds(1)), "deleted 0000000000.ts\ndeleted 0000000001.ts\n");
+    EXPECT_EQ(filesLeft(), 1);
+}
+
+TEST_F(Publish, KeepsWhatLeftAsLongAsTheListAndASegmentMore) {
+    std::ofstream("www/film.ts") << "of someone else";
+    std::ofstream("www/00000000.0000000000.ts") << "of someone else";
+    const auto publish = [this](unsigned number) {
+        cut(number, {frames(number * 90000)});
+        cut(number + 1, {frames(number * 90000 + 90000)});
+        list(0, number);
+        return look(milliseconds(1000));
+    };
+    std::string told;
+    for (unsigned number = 0; number < 9; ++number) {
+        told = publish(number);
+    }
+    EXPECT_EQ(told, "published 0000000008.ts 1.000\ndeleted 0000000000.ts\n");
+    EXPECT_EQ(filesLeft(), 2 + 8);
+    begin(); // the time begins again
+    EXPECT_EQ(publish(9), "published 0000000009.ts 1.000\n");
+    EXPECT_EQ(look(milliseconds(2999)), "");
+    EXPECT_EQ(filesLeft(), 2 + 9);
+    settings.listed = 1;
+    begin();
+    EXPECT_EQ(filesLeft(), 2 + 3 + 2) << "twice the listed ones";
+}
+
+TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
+    EXPECT_EQ(look(milliseconds(15000)), "") << "three target durations, as far as is known";
+    EXPECT_EQ(look(milliseconds(1000)), "! No new segment came for 16 s.\n");
+    EXPECT_EQ(look(milliseconds(60000)), "") << "once";
+    cut(0, {frames(0, 8)});
+    cut(1, {frames(180000)});
+    list(0, 0, 2);
+    EXPECT_EQ(look(), "! A new segment came after 76 s.\npublished 0000000000.ts 2.000\n");
+    EXPECT_EQ(look(milliseconds(6999)), "");
+
+    fs::create_directory("www/live.m3u8.tmp"); // in the way of the new playlist
+    cut(1, {frames(180000, 10)});
+    cut(2, {frames(405000)});
+    list(0, 1, 2);
+    EXPECT_EQ(look(), "! 0000000001.ts lasts 2.500 s: the target duration rises from 2 to 3.\n"
+                      "! www/live.m3u8 cannot be written; it is tried again until it can.\n");
+    EXPECT_EQ(look(), "") << "once";
+    EXPECT_EQ(listed(), "0/0 2 s: 2.000");
+    fs::remove("www/live.m3u8.tmp");
+    EXPECT_EQ(look(), "published 0000000001.ts 2.500\n");
+    EXPECT_EQ(listed(), "0/0 3 s: 2.000 2.500");
+
+    std::ofstream("www/live.m3u8") << "half a playl";
+    said.clear();
+    begin();
+    EXPECT_EQ(said, "! www/live.m3u8 is not a playlist of this program: a new stream takes its "
+                    "place.\n");
+}
+
+TEST_F(Publish, StandsBehindTheSegmenterInAPipe) {
+    const std::string publish = SEGMENTER_PUBLISH " --from=run --to=www";
+    Program program("sh -c '" SEGMENTER " --prefix=run/ --duration=1 --window=9 | " + publish +
+                    "'");
+    program.write({table(), frames(90000), table(), frames(180000, 5), table(), frames(292500)});
+    EXPECT_TRUE(eventually([&] { return listed() == "0/0 1 s: 1.000 1.250"; }));
+    program.write({table()});
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(withoutStream(outcome.output), "published 0000000000.ts 1.000\n"
+                                             "published 0000000001.ts 1.250\n"
+                                             "published 0000000002.ts 1.000\n");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.250 1.000");
+    EXPECT_EQ(outcome.files.size(), 6U);
+}
+
+TEST_F(Publish, IsEndedByNothingButTheEndOfItsInput) {
+    cut(0, {frames(0)});
+    Program program(SEGMENTER_PUBLISH " --from=run --to=www >/dev/full");
+    program.write({"File open error! \n"});
+    EXPECT_TRUE(eventually([] { return fs::exists("www/.live.m3u8.lock"); }));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
+        ::kill(program.process(), signal);
+    }
+    Program second(SEGMENTER_PUBLISH " --from=run --to=www");
+    EXPECT_EQ(second.end().errors, "segmenter-publish: Another process publishes www/live.m3u8.\n");
+    EXPECT_EQ(listed(), "none");
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "File open error! \n");
+    EXPECT_EQ(listed(), "0/0 5 s: 1.000");
+}
+
+TEST_F(Publish, RefusesWhatMakesNoSense) {
+    for (const auto& [options, refusal] :
+         {std::pair("--from=run", "Both --from and --to are needed."),
+          {"--from=run --to=run/", "--from and --to are the same folder."},
+          {"--from=run --to=none", "none/ cannot be used: No such file or directory."},
+          {"--from=run --to=/proc/self",
+           "run/ and /proc/self/ are on different file systems, between which files cannot be "
+           "moved in one step."},
+          {"--from=run --to=www --playlist_name=../live.m3u8",
+           "--playlist_name takes a file name without a folder."},
+          {"--from=run --to=www --listed=2",
+           "--listed takes 3 or more, since a live playlist lasts three target durations."},
+          {"--from=run --to=www --mux_type=2",
+           "--mux_type takes 0 for FFmpeg and 1 for GStreamer."},
+          {"--from=run --to=www --end=2", "--end takes 0 or 1."}}) {
+        const Outcome outcome = Program(SEGMENTER_PUBLISH " "s + options).end();
+        EXPECT_EQ(outcome.errors, "segmenter-publish: "s + refusal + '\n');
+        EXPECT_EQ(outcome.status, 1) << options;
+    }
+    EXPECT_EQ(Program(SEGMENTER_PUBLISH).end().status, 1) << "without options";
+}
