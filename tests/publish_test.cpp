@@ -263,7 +263,7 @@ TEST_F(Publish, GoesOnWithItsPlaylistAfterEveryRunAndCrash) {
     EXPECT_EQ(playlist->segments[1].date, 1000 * (noon - 1)) << "the file's time less its length";
     EXPECT_EQ(playlist->segments[2].date, 1000 * (noon + 1));
 
-    for (const unsigned number : {0, 1}) { // moved, but then the process was killed
+    for (const unsigned number : {0U, 1U}) { // moved, but then the process was killed
         cut(number, {frames(900000 + number * 90000)});
         fs::rename(segmentName("run/", number), "www/" + address(playlist->stream, 4 + number));
     }

@@ -11,17 +11,17 @@ class UsualValue {
 public:
     /// Takes the sequence's next value.
     void add(std::uint64_t value) {
-        const auto end = counters.end();
-        auto counter = std::find_if(counters.begin(), end, [value](const Counter& used) {
-            return used.count > 0 && used.value == value;
-        });
-        if (counter == end) {
-            counter = std::find_if(counters.begin(), end,
-                                   [](const Counter& free) { return free.count == 0; });
+        for (Counter& used : counters) {
+            if (used.count > 0 && used.value == value) {
+                ++used.count;
+                return;
+            }
         }
-        if (counter != end) {
-            *counter = {.value = value, .count = counter->count + 1};
-            return;
+        for (Counter& free : counters) {
+            if (free.count == 0) {
+                free = {.value = value, .count = 1};
+                return;
+            }
         }
         for (Counter& used : counters) {
             --used.count;
