@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <tuple>
 
 bool SegmentFile::open(const std::string& path) {
@@ -20,7 +21,10 @@ bool SegmentFile::open(const std::string& path) {
 void SegmentFile::append(std::span<const char> packets) {
     while (descriptor != none && !is_broken && !packets.empty()) {
         const ssize_t count = ::write(descriptor, packets.data(), packets.size());
-        if (count < 0) {
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
             is_broken = true;
             const off_t size = ::lseek(descriptor, 0, SEEK_CUR);
             std::ignore = ::ftruncate(descriptor, size - size % packet_size);
