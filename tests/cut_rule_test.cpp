@@ -2,6 +2,7 @@
 #include "tests/support.h"
 
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -70,8 +71,9 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
 } // namespace
 
 TEST(CutRule, CutsAsTheRowsSay) {
-    for (const std::int32_t mux_type : {0, 1}) {
-        for (CutRow& row : rowsFor(*findMuxer(mux_type))) {
+    for (const auto& [mux_type, pids] :
+         {std::pair(0, MuxerPIDs{.video = 0x100, .cut = 0x11}), {1, {.video = 0x40, .cut = 0}}}) {
+        for (CutRow& row : rowsFor(pids)) {
             row.settings.mux_type = mux_type;
             CutRule rule(row.settings);
             std::vector<Stream> segments;
