@@ -1,9 +1,26 @@
 #include "segmenter/packet_input.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <tuple>
+
+namespace {
+
+/// True where a read that failed may bring something later. Of an input that does not block, it
+/// waits for that, or for a signal, whose handler may have ended the input.
+bool maySucceedLater() {
+    if (errno == EAGAIN) {
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        std::ignore = ::poll(&input, 1, -1);
+        return true;
+    }
+    return errno == EINTR;
+}
+
+} // namespace
 
 bool PacketInput::read() {
     filled -= whole;
@@ -11,13 +28,11 @@ bool PacketInput::read() {
     whole = 0;
     while (filled < packet_size) {
         const ssize_t count = ::read(STDIN_FILENO, buffer.data() + filled, buffer.size() - filled);
-        if (count < 0 && errno == EINTR) {
-            continue; // a signal came, whose handler may have ended the input
-        }
-        if (count <= 0) {
+        if (count > 0) {
+            filled += static_cast<std::size_t>(count);
+        } else if (count == 0 || !maySucceedLater()) {
             return false;
         }
-        filled += static_cast<std::size_t>(count);
     }
     whole = filled / packet_size * packet_size;
     return true;
