@@ -11,13 +11,13 @@
 int main(int argc, char** argv) {
     fillStandardDescriptors();
     surviveFailedWrites();
+    endInputOnSignals();
     SegmentFile segment_file;
     Options settings;
     removeMarker();
     if (!settings.parseOptions(argc, const_cast<const char**>(argv))) {
         return 1;
     }
-    endInputOnSignals();
 
     PacketInput input;
     CutRule rule(settings);
@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
 
     updateIndexFile(settings, first, count + 1, true);
     if (count > 0) {
+        holdBackEndingSignals();
         writeMarker(count - 1);
     }
     return 0;

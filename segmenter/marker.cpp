@@ -2,6 +2,10 @@
 
 #include "playlist/segment_name.h"
 
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <string>
 #include <tuple>
@@ -15,7 +19,18 @@ void runShell(const std::string& command) { std::ignore = std::system(command.c_
 
 } // namespace
 
-void removeMarker() { runShell(std::string("rm ") + marker_path); }
+void removeMarker() {
+    // system() ignores INT while the command runs, so that is left to a child: here a handler
+    // notices the signal.
+    const pid_t child = ::fork();
+    if (child <= 0) {
+        runShell(std::string("rm ") + marker_path);
+    }
+    if (child == 0) {
+        ::_exit(0);
+    }
+    std::ignore = ::waitpid(child, nullptr, 0);
+}
 
 void writeMarker(unsigned int last) {
     runShell(segmentName("echo /www/hls_vod/", last) + " > " + marker_path);

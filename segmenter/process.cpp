@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr auto ending_signals = {SIGINT, SIGTERM, SIGHUP};
 constexpr const char* null_device = "/dev/null";
 
 // All that a signal handler can reach.
@@ -42,6 +43,10 @@ static void endInput(int signal) {
         ::clock_gettime(CLOCK_MONOTONIC, &first_signal);
         ::dup2(null_input, STDIN_FILENO);
     } else if (!isRepeated()) {
+        if (::getpid() == 1) { // of a container, where the kernel ignores the usual effect
+            constexpr int exit_signal = 128;
+            ::_exit(exit_signal + signal);
+        }
         std::ignore = std::signal(signal, SIG_DFL);
         std::ignore = std::raise(signal); // comes once this handler has returned
     }
@@ -87,6 +92,15 @@ void surviveFailedWrites() { handle({SIGPIPE, SIGXFSZ}, doNothing); }
 void endInputOnSignals() {
     null_input = ::open(null_device, O_RDONLY | O_CLOEXEC);
     if (null_input >= 0) { // else signals can only do what they always did
-        handle({SIGINT, SIGTERM, SIGHUP}, endInput);
+        handle(ending_signals, endInput);
     }
+}
+
+void holdBackEndingSignals() {
+    sigset_t set = {};
+    ::sigemptyset(&set);
+    for (const int signal : ending_signals) {
+        ::sigaddset(&set, signal);
+    }
+    ::sigprocmask(SIG_BLOCK, &set, nullptr);
 }

@@ -14,3 +14,7 @@ void surviveFailedWrites();
 /// milliseconds: terminals and supervisors send the same one twice. Signals that were ignored, as
 /// nohup has it, stay so. Without /dev/null nothing changes.
 void endInputOnSignals();
+
+/// From here on, INT, TERM and HUP have no effect on the process, nor on programs that it starts:
+/// a signal to the whole process group would end the shell that writes the marker.
+void holdBackEndingSignals();

@@ -6,11 +6,15 @@ namespace {
 
 struct SegmenterRun : ProgramTest {};
 
-/// Starts the segmenter with these options where an earlier run has left its marker.
-Program start(const std::string& options) {
+/// Starts the segmenter with these options, where an earlier run has left its marker, by way of
+/// another command if need be.
+Program start(const std::string& options, const std::string& by = "") {
     std::ofstream(marker_path) << "of an earlier run";
-    return Program(SEGMENTER " " + options);
+    return Program(by + SEGMENTER " " + options);
 }
+
+/// Makes reads from standard input fail where there is nothing to read yet.
+const char* const non_blocking = "sh -c 'dd iflag=nonblock count=0 status=none; exec \"$@\"' sh ";
 
 /// The options, as the README lists them.
 std::string helpText() {
@@ -80,6 +84,14 @@ const RunRow rows[] = {
      .input = {other()},
      .outcome = {.marker = "/www/hls_vod/vid.0000000000.ts\n",
                  .files = {{"vid.0000000000.ts", {other()}}, {"live.m3u8", {"the old one"}}}}},
+    {.name = "outputs that nobody reads cost nothing",
+     .before = [] { ::mkfifo("pipe", 0600);
+                    std::filesystem::create_directory("vid.0000000001.ts"); },
+     .arguments = "--unknown --window=1 3<>pipe >pipe 2>pipe 3<&-",
+     .input = {video(1), table()},
+     .outcome = {.marker = "/www/hls_vod/vid.0000000001.ts\n",
+                 .files = {{"vid.0000000000.ts", {video(1)}},
+                           {"live.m3u8", playlist("two segments")}}}},
     {.name = "the help text ends a run before anything is written, but the marker is removed",
      .arguments = "--help",
      .input = {table()},
@@ -113,11 +125,13 @@ TEST_F(SegmenterRun, LeavesWhatTheRowsSay) {
     }
 }
 
-TEST_F(SegmenterRun, RemovesTheMarkerOfTheMachine) {
-    std::ofstream("../rm") << "#!/bin/sh\necho rm \"$@\"\n"; // finds its way into no other test
+TEST_F(SegmenterRun, RemovesTheMarkerOfTheMachineAndEndsOnASignalThatComesMeanwhile) {
+    std::ofstream("../rm") << "#!/bin/sh\necho rm \"$@\"; kill -INT $(cat ../*.process)\n";
     std::filesystem::permissions("../rm", std::filesystem::perms::owner_all);
-    const Program program("env PATH=..:\"$PATH\" " SHIPPED_SEGMENTER " --help");
-    expectOutcome(program.end(), {.status = 1, .output = "rm /var/run/vod\n" + helpText()});
+    const Program program("env PATH=..:\"$PATH\" " SHIPPED_SEGMENTER " --duration=-1");
+    EXPECT_TRUE(eventually([] { return std::filesystem::exists("live.m3u8"); }));
+    expectOutcome(program.end(), {.output = "rm /var/run/vod\n",
+                                  .files = {{"live.m3u8", playlist("no segment")}}});
 }
 
 TEST_F(SegmenterRun, KeepsWholePacketsOnAFullDiskAndGoesOnWithTheNextSegment) {
@@ -136,10 +150,11 @@ TEST_F(SegmenterRun, KeepsWholePacketsOnAFullDiskAndGoesOnWithTheNextSegment) {
 }
 
 TEST_F(SegmenterRun, PublishesWhatIsWholeAndEndsInOrderOnASignal) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        SCOPED_TRACE("signal " + std::to_string(signal));
+    for (const auto& [signal, input] :
+         {std::pair(SIGINT, ""), {SIGTERM, ""}, {SIGHUP, ""}, {SIGHUP, non_blocking}}) {
+        SCOPED_TRACE(input + std::to_string(signal));
         const Folder own;
-        const Program program = start(keep_two);
+        const Program program = start(keep_two, input);
         const std::size_t last = three_segments.bytes.size() - 1;
         program.write({three_segments.bytes.substr(0, last)});
         EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table()}));
@@ -172,8 +187,26 @@ TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
     EXPECT_EQ(program.end().status, 128 + SIGTERM);
 }
 
+TEST_F(SegmenterRun, WritesTheMarkerThoughSignalsReachAllThatItHasStarted) {
+    std::filesystem::create_directory("vid.0000000001.ts"); // at which the run ends
+    const Program program = start("--mux_type=0", "setsid ");
+    program.write({video(1)});
+    EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {video(1)}));
+    ::mkfifo(marker_path, 0600); // whoever opens it waits for a reader
+    program.write({table()});
+    EXPECT_TRUE(eventuallyHolds("live.m3u8", playlist("two segments")));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until the shell waits
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        ::kill(-program.process(), signal);
+    }
+    EXPECT_EQ(std::system("timeout 5 cat ../vod >../marker; mv ../marker ../vod"), 0);
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.marker, "/www/hls_vod/vid.0000000001.ts\n");
+}
+
 TEST_F(SegmenterRun, GoesOnAfterASignalThatItWasStartedToIgnore) {
-    const Program program("nohup " SEGMENTER " --mux_type=0");
+    const Program program = start("--mux_type=0", "nohup ");
     for (const int count : {1, 2, 3}) { // the second may be read before the signal comes
         program.write({other()});
         EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {other(count)}));
