@@ -103,7 +103,11 @@ private:
         return "../" + std::to_string(number) + '.' + name;
     }
 
-    static inline int started = 0; // programs of all tests
-    int number = ++started;
+    static int next() {
+        static int started = 0;
+        return ++started;
+    }
+
+    int number = next();
     std::FILE* input = nullptr;
 };

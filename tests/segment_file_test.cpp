@@ -5,34 +5,40 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <vector>
+#include <span>
 
 namespace {
 
-std::vector<int> failures; // of the next writes, the last one first: an error, or 0 for nothing
+/// How the next writes fail: by these errors, or with 0 by writing nothing.
+std::span<const int>& failures() {
+    static std::span<const int> errors;
+    return errors;
+}
 
 } // namespace
 
 /// Stands in front of the system's own.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
-    if (failures.empty()) {
+    if (failures().empty()) {
         const iovec all = {const_cast<void*>(bytes), size};
         return ::writev(file, &all, 1);
     }
-    errno = failures.back();
-    failures.pop_back();
+    errno = failures().front();
+    failures() = failures().subspan(1);
     return errno == 0 ? 0 : -1;
 }
 
 TEST(SegmentFile, GoesOnAfterAnInterruptedWriteAndTakesNoMoreAfterAFailedOne) {
+    const int interruptions[] = {EINTR, EINTR};
     for (const int failure : {0, EIO}) {
         const Folder folder;
         SegmentFile file;
         EXPECT_TRUE(file.open("segment"));
-        failures = {EINTR, EINTR};
+        failures() = interruptions;
         file.append(other(2));
         EXPECT_EQ(readFile("segment"), other(2));
-        failures = {failure};
+        failures() = {&failure, 1};
         file.append(table());
         file.append(table());
         EXPECT_EQ(readFile("segment"), other(2)) << "error " << failure;
