@@ -1,7 +1,6 @@
 #include "publish/publisher.h"
 
 #include "playlist/replace_file.h"
-#include "playlist/segment_name.h"
 #include "tsinspect/pts.h"
 
 #include <algorithm>
@@ -12,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <random>
 #include <system_error>
 #include <utility>
@@ -35,20 +33,6 @@ std::string readText(const std::string& path) {
     }
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// The names of the files of `stream` in `folder` by their numbers.
-std::map<std::uint32_t, std::string> findFiles(const std::string& folder, std::uint32_t stream) {
-    std::map<std::uint32_t, std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
-         file.increment(error)) {
-        const std::string name = file->path().filename();
-        if (const auto number = numberInName(name, addressPrefix(stream))) {
-            names.emplace(*number, name);
-        }
-    }
-    return names;
 }
 
 } // namespace
@@ -77,7 +61,8 @@ void Publisher::findFilesOf(const LivePlaylist& last, Moment now) {
     const Moment due =
         now + std::chrono::milliseconds(longest_list) + std::chrono::seconds(last.target_duration);
     const std::uint32_t end = nextNumber(last);
-    for (const auto& [number, name] : findFiles(settings.to, last.stream)) {
+    for (const std::uint32_t number : numberedFiles(settings.to, addressPrefix(last.stream))) {
+        const std::string name = address(last.stream, number);
         if (number < last.sequence) {
             left.push_back({name, due});
         } else if (last.is_ended) {

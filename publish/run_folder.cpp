@@ -39,6 +39,21 @@ std::int64_t lastWritten(const std::string& path) {
 
 } // namespace
 
+std::vector<std::uint32_t> numberedFiles(const std::string& folder, std::string_view prefix) {
+    std::vector<std::uint32_t> numbers;
+    std::error_code error;
+    for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
+         file.increment(error)) {
+        const auto number = numberInName(file->path().filename().native(), prefix);
+        std::error_code gone;
+        if (number && file->symlink_status(gone).type() == std::filesystem::file_type::regular) {
+            numbers.push_back(*number);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
 FinishedSegment measureFile(const std::string& path, std::int32_t mux_type,
                             std::int64_t stated_duration) {
     const std::int64_t stated =
@@ -57,7 +72,10 @@ std::vector<FinishedSegment> RunFolder::look(Moment now, bool is_over) {
         return segments;
     }
     has_finished = false;
-    for (const std::uint32_t number : finishedNumbers(is_over)) {
+    for (const std::uint32_t number : numberedFiles(settings.from, segment_prefix)) {
+        if (!is_over && number >= finished_end) {
+            break;
+        }
         const std::string path = segmentName(settings.from, number);
         if (!cutToPackets(path)) {
             std::ignore = std::remove(path.c_str());
@@ -111,23 +129,6 @@ void RunFolder::readLine(std::string_view line) {
             finished_end = std::max(finished_end, std::uint64_t{*number} + 1);
         }
     }
-}
-
-/// The numbers of the finished segments whose files are there, in order.
-std::vector<std::uint32_t> RunFolder::finishedNumbers(bool is_over) const {
-    std::vector<std::uint32_t> numbers;
-    std::error_code error;
-    for (std::filesystem::directory_iterator file(settings.from, error), end; !error && file != end;
-         file.increment(error)) {
-        const auto number = numberInName(file->path().filename().native(), segment_prefix);
-        std::error_code gone;
-        if (number && (is_over || *number < finished_end) &&
-            file->symlink_status(gone).type() == std::filesystem::file_type::regular) {
-            numbers.push_back(*number);
-        }
-    }
-    std::sort(numbers.begin(), numbers.end());
-    return numbers;
 }
 
 /// Measures segment `number`; nothing while it waits for the next one.

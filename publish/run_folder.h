@@ -15,6 +15,9 @@
 /// Time by a clock that is never set.
 using Moment = std::chrono::steady_clock::time_point;
 
+/// The numbers of the files in `folder` whose names are `prefix`, ten digits and ".ts", in order.
+std::vector<std::uint32_t> numberedFiles(const std::string& folder, std::string_view prefix);
+
 /// A segment file that will not change any more, and its times.
 struct FinishedSegment {
     std::string path{};
@@ -60,7 +63,6 @@ private:
 
     bool readPlaylist();
     void readLine(std::string_view line);
-    [[nodiscard]] std::vector<std::uint32_t> finishedNumbers(bool is_over) const;
     std::optional<FinishedSegment> measure(std::uint32_t number, Moment now, bool is_over);
 
     const PublishSettings& settings;
