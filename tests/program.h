@@ -78,9 +78,8 @@ public:
 
     /// Limits the files that it writes to `bytes`.
     void limitFiles(int bytes) const {
-        const std::string limit = " --fsize=" + std::to_string(bytes);
-        EXPECT_EQ(std::system(("prlimit --pid " + std::to_string(process()) + limit + ':').c_str()),
-                  0);
+        const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + ": --pid ";
+        EXPECT_EQ(std::system((limit + std::to_string(process())).c_str()), 0);
     }
 
     /// Ends its input, and collects what it has left when it has ended too.
@@ -103,11 +102,7 @@ private:
         return "../" + std::to_string(number) + '.' + name;
     }
 
-    static int next() {
-        static int started = 0;
-        return ++started;
-    }
-
-    int number = next();
+    static inline int started = 0; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+    int number = ++started;
     std::FILE* input = nullptr;
 };
