@@ -1,0 +1,137 @@
+#include "publish/live_playlist.h"
+#include "tests/program.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// `seconds` seconds of a stream, a segment each with --duration=0.
+Stream streamOf(int seconds) {
+    std::string packets;
+    for (int second = 1; second <= seconds; ++second) {
+        packets += table() + video(static_cast<std::uint64_t>(second) * 90000);
+    }
+    return {packets};
+}
+
+/// How many segments of each run the playlist in `folder` lists.
+std::vector<int> runsIn(const fs::path& folder) {
+    std::vector<int> counts;
+    const auto playlist = readPlaylist(readFile(folder / "live.m3u8"));
+    for (const LiveSegment& segment : playlist.value_or(LivePlaylist{}).segments) {
+        if (segment.is_discontinuity || counts.empty()) {
+            counts.push_back(0);
+        }
+        ++counts.back();
+    }
+    return counts;
+}
+
+/// Tests of segmenter-run, beside the programs that it starts.
+struct RunScript : ProgramTest {
+    RunScript() {
+        fs::create_directory("../bin");
+        fs::copy_file(ROOT "packaging/segmenter-run", "../bin/segmenter-run");
+        writeScript("segmenter", "exec " SEGMENTER);
+        writeScript("segmenter-publish", "echo $$ >../publisher; exec " SEGMENTER_PUBLISH);
+    }
+
+    static void writeScript(const std::string& name, const std::string& command) {
+        const std::string path = "../bin/" + name;
+        std::ofstream(path) << "#!/bin/sh\n" << command << " \"$@\"\n";
+        fs::permissions(path, fs::perms::owner_all);
+    }
+
+    /// Starts segmenter-run with `arguments`, quoted for a shell.
+    static Program start(const std::string& arguments) {
+        return Program("../bin/segmenter-run " + arguments);
+    }
+
+    /// Cuts `seconds` seconds into the folder `name`, and waits until they are public.
+    static Outcome cut(const std::string& name, int seconds) {
+        const Program program = start('"' + name + "\" --duration=0 --listed=100");
+        program.write(streamOf(seconds));
+        Outcome outcome = program.end();
+        EXPECT_EQ(std::system(("exec 9<\"" + name + "\"; flock 9").c_str()), 0);
+        return outcome;
+    }
+};
+
+TEST_F(RunScript, GoesOnWithTheStreamInFoldersOfAnyName) {
+    fs::create_directory("linked");
+    fs::create_directory_symlink("linked", "link");
+    for (const std::string name : {"two words", "-x", "slash/", "new/folder", "'%s*'", "link"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(cut(name, 4).status, 0);
+        EXPECT_EQ(cut(name, 3).status, 0);
+        EXPECT_EQ(runsIn(name), (std::vector{4, 3}));
+    }
+}
+
+TEST_F(RunScript, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
+    fs::create_directories("www/.run/folder");
+    fs::create_directory("www/2024");
+    const Stream left = {table(), video(90000), video(180000)};
+    for (const char* name : {"www/.run/vid.0000000007.ts", "www/2024/film.ts", "www/film.ts"}) {
+        std::ofstream(name) << left.bytes;
+    }
+    std::ofstream("www/.run/live.m3u8.tmp") << "half a playlist";
+    cut("www", 3);
+    EXPECT_EQ(runsIn("www"), (std::vector{1, 3}));
+    EXPECT_EQ(readFile("www/2024/film.ts"), left.bytes);
+    EXPECT_EQ(readFile("www/film.ts"), left.bytes);
+    EXPECT_FALSE(fs::exists("www/.run/live.m3u8.tmp") || fs::exists("www/.run/folder"));
+}
+
+TEST_F(RunScript, WaitsForTheRunBefore) {
+    const Program before = start("www --duration=0");
+    before.write(streamOf(3));
+    ASSERT_TRUE(eventually([] { return runsIn("www") == std::vector{2}; }));
+    const Program next = start("www --duration=0");
+    next.write(streamOf(2));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(runsIn("www"), (std::vector{2}));
+    EXPECT_EQ(before.end().status, 0);
+    EXPECT_EQ(next.end().status, 0);
+    EXPECT_TRUE(eventually([] { return runsIn("www") == std::vector{3, 2}; }));
+}
+
+TEST_F(RunScript, EndsWhenNobodyPublishes) {
+    const Program program = start("www --duration=0");
+    program.write(streamOf(3));
+    ASSERT_TRUE(eventually([] { return runsIn("www") == std::vector{2}; }));
+    ::kill(std::stoi(readFile("../publisher")), SIGKILL);
+    EXPECT_TRUE(eventually([] { return readFile(marker_path).ends_with("vid.0000000002.ts\n"); }));
+    EXPECT_EQ(program.end().status, 0);
+}
+
+TEST_F(RunScript, RefusesOptionsThatMakeNoSense) {
+    for (const std::string option :
+         {"--prefix=x/", "--url_prefix=x", "--from=x", "--to=x", "--window=0", "--window=99",
+          "--window=many", "--end=2", "--duration", "4", "--name=x"}) {
+        SCOPED_TRACE(option);
+        const Outcome outcome = start("www " + option).end();
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_TRUE(outcome.errors.starts_with("segmenter-run: --window takes") ||
+                    outcome.errors.starts_with("segmenter-run: " + option + ": "))
+            << outcome.errors;
+        EXPECT_FALSE(fs::exists("www"));
+    }
+    EXPECT_EQ(start("").end().errors, "usage: segmenter-run FOLDER [OPTION...]\n");
+    EXPECT_EQ(start("--duration=4").end().status, 2);
+    EXPECT_EQ(start("www --listed=2").end().status, 1); // which segmenter-publish refuses
+}
+
+TEST_F(RunScript, GivesEachProgramItsOptions) {
+    const Program program =
+        start("www --duration=3 --window=200 --playlist_name=a.m3u8 --mux_type=0 --end=1");
+    program.write(streamOf(5));
+    EXPECT_EQ(program.end().status, 0);
+    EXPECT_TRUE(eventually([] { return readFile("www/a.m3u8").ends_with("#EXT-X-ENDLIST\n"); }));
+    EXPECT_NE(readFile("www/a.m3u8").find("#EXTINF:4.000,"), std::string::npos);
+}
+
+} // namespace
