@@ -1,20 +1,29 @@
 #pragma once
 
-#include "check/stream_facts.h"
-#include "segmenter/options.h"
+#include "check/cure.h"
 
 #include <string>
 #include <vector>
 
 /// Something that players or the segmenter will not cope with.
 struct Finding {
-    int number = 0;        ///< as the manual page lists them, from 1 on
-    bool is_note = false;  ///< worth knowing, but nothing to mend
-    std::string reason{};  ///< one sentence
-    std::string remedy{};  ///< what to do about it
-    std::string to_copy{}; ///< the options that do it, if there are any
+    int number = 0;       ///< as the manual page lists them, from 1 on
+    bool is_note = false; ///< worth knowing, but nothing to fix
+    std::string text{};   ///< what is wrong and why, in a sentence or two
 };
 
-/// What to mend in a stream that `facts` describes, cut with `settings`, in the order of the
-/// numbers.
-std::vector<Finding> findFindings(const StreamFacts& facts, const Options& settings);
+/// From when on a finding can be told from what was found so far.
+enum class Moment {
+    any,        ///< once it is seen
+    after_cuts, ///< once segments were cut, or none was for a long time
+    end,        ///< when the stream is over
+};
+
+/// All that can be told at `moment` of the stream that `facts` describes, cut with `settings`, in
+/// the order of the numbers; puts what fixes it into `cure`. `stray_words` are those of the command
+/// line that the segmenter skips.
+std::vector<Finding> judge(const StreamFacts& facts, const Options& settings,
+                           const std::string& stray_words, Moment moment, Cure& cure);
+
+/// True where nothing was cut for more than two durations.
+bool isStuck(const StreamFacts& facts, const Options& settings);

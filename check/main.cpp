@@ -4,6 +4,24 @@
 #include "segmenter/process.h"
 
 #include <iostream>
+#include <span>
+#include <string>
+#include <utility>
+
+namespace {
+
+/// The words that are no --name=value, which the segmenter takes otherwise than they look.
+std::string strayWords(std::span<char*> arguments) {
+    std::string words;
+    for (const std::string argument : arguments) {
+        if (!argument.starts_with("--") || argument.find('=') == std::string::npos) {
+            words += (words.empty() ? "" : " ") + argument;
+        }
+    }
+    return words;
+}
+
+} // namespace
 
 /// Reads the transport stream on standard input as the segmenter does, writes no segment, and says
 /// what is wrong with it. Exits 0 without findings, 2 with some, 1 after the help text.
@@ -17,7 +35,8 @@ int main(int argc, char** argv) {
     endInputOnSignals();
 
     PacketInput input;
-    StreamCheck check(settings, std::cout);
+    StreamCheck check(settings, std::cout,
+                      strayWords({argv + 1, static_cast<std::size_t>(argc - 1)}));
     while (input.read()) {
         check.take({input.begin(), input.end()});
     }

@@ -1,32 +1,119 @@
 #include "check/stream_check.h"
 
-#include "check/findings.h"
-#include "check/report.h"
+#include "check/text.h"
+#include "tsinspect/frame_rate.h"
+#include "tsinspect/muxer.h"
 #include "tsinspect/ts.h"
 
-#include <algorithm>
-#include <functional>
+#include <iomanip>
+#include <utility>
 #include <vector>
 
-StreamCheck::StreamCheck(Options& settings, std::ostream& out)
-    : settings(settings), out(out), reader(settings) {
-    writeHeading(out);
+namespace {
+
+/// What the stream is like, in a sentence.
+std::string summary(const StreamFacts& facts, const Options& settings) {
+    const VideoFacts& video = facts.video;
+    std::string text = counted(video.frames, "frame") + " of video on PID " + pidName(video.pid);
+    if (video.steps_time > 0) {
+        const double average = static_cast<double>(video.steps) * ticks_per_second /
+                               static_cast<double>(video.steps_time);
+        const FrameRate* usual = usualRate(average);
+        text += ", " + decimal(usual != nullptr ? usual->perSecond() : average, 3) + " a second";
+    }
+    if (const std::uint64_t distance = video.key_frame_distance.get(); distance > 0) {
+        text += ", a key frame every " + seconds(static_cast<std::int64_t>(distance));
+    }
+    if (const Lengths& lengths = facts.measured; lengths.count > 0) {
+        text += "; segments of " + range(lengths) + ", and the playlist says " +
+                std::to_string(settings.duration) + " s";
+    }
+    return text + ".";
+}
+
+const char* mark(bool is_there) { return is_there ? "yes" : "-"; }
+
+} // namespace
+
+StreamCheck::StreamCheck(Options& settings, std::ostream& out, std::string stray_words)
+    : settings(settings), out(out), stray_words(std::move(stray_words)),
+      reader(settings, [this](const SegmentFacts& segment) { writeRow(segment); }) {
+    out << "   segment    packets    seconds   PAT   PMT   SDT   key-frame" << std::endl;
+    writeNews(Moment::any);
 }
 
 void StreamCheck::take(std::span<char> packets) {
+    constexpr std::uint64_t many = 4096;
+    constexpr std::uint64_t often = 256; // packets
+    const StreamFacts& facts = reader.facts();
     for (; !packets.empty(); packets = packets.subspan(packet_size)) {
-        if (const SegmentFacts* segment = reader.take(packets.data())) {
-            writeRow(out, *segment);
+        reader.take(packets.data());
+        if (facts.packets % often == 0) {
+            const bool is_empty = facts.video.frames == 0 && facts.packets >= many;
+            writeNews(is_empty || isStuck(facts, settings) ? Moment::after_cuts : Moment::any);
         }
     }
 }
 
 bool StreamCheck::end() {
-    while (const SegmentFacts* segment = reader.takeEnd()) {
-        writeRow(out, *segment);
+    is_over = true;
+    reader.end();
+    const StreamFacts& facts = reader.facts();
+    Cure cure = {};
+    const std::vector<Finding> findings = judge(facts, settings, stray_words, Moment::end, cure);
+    std::string numbers;
+    std::uint64_t to_fix = 0;
+    for (const Finding& finding : findings) {
+        if (!finding.is_note) {
+            ++to_fix;
+            numbers += (numbers.empty() ? "" : ",") + std::to_string(finding.number);
+        }
     }
-    const std::vector<Finding> findings = findFindings(reader.facts(), settings);
-    writeSummary(out, reader.facts(), settings);
-    writeFindings(out, findings);
-    return std::all_of(findings.begin(), findings.end(), std::mem_fn(&Finding::is_note));
+    out << '\n'
+        << (to_fix == 0 ? "Nothing to fix." : counted(to_fix, "thing") + " to fix:") << '\n';
+    for (const Finding& finding : findings) {
+        out << '\n';
+        writeWrapped(out, '[' + std::to_string(finding.number) + "] ",
+                     (finding.is_note ? "Note: " : "") + finding.text);
+    }
+    writeCure(out, cure, facts, settings);
+    out << '\n';
+    if (facts.video.frames > 0) {
+        writeWrapped(out, "", summary(facts, settings));
+    }
+    std::uint64_t lost = 0;
+    for (const auto& [pid, count] : facts.lost) {
+        lost += count;
+    }
+    out << "result findings=" << (numbers.empty() ? "none" : numbers)
+        << " segments=" << facts.segments
+        << " frames=" << (facts.is_elsewhere ? 0 : facts.video.frames) << " lost=" << lost
+        << std::endl;
+    return to_fix == 0;
+}
+
+void StreamCheck::writeRow(const SegmentFacts& segment) {
+    constexpr double ticks = ticks_per_second;
+    out << std::setw(10) << segment.number << std::setw(11) << segment.packets << std::setw(11);
+    if (segment.length) {
+        out << std::fixed << std::setprecision(2) << static_cast<double>(*segment.length) / ticks;
+    } else {
+        out << '-';
+    }
+    out << std::setw(6) << mark(segment.has_pat) << std::setw(6) << mark(segment.has_pmt)
+        << std::setw(6) << mark(segment.has_sdt) << std::setw(12) << mark(segment.has_key_frame)
+        << std::endl;
+    if (!is_over) {
+        writeNews(Moment::after_cuts);
+    }
+}
+
+/// Writes a line about each finding of a kind that was not written before.
+void StreamCheck::writeNews(Moment moment) {
+    Cure cure = {};
+    for (const Finding& finding : judge(reader.facts(), settings, stray_words, moment, cure)) {
+        if (told.insert(finding.number).second) {
+            out << '[' << finding.number << "] " << finding.text << std::endl;
+        }
+    }
 }

@@ -1,27 +1,37 @@
 #pragma once
 
+#include "check/findings.h"
 #include "check/stream_reader.h"
 #include "segmenter/options.h"
 
 #include <ostream>
+#include <set>
 #include <span>
+#include <string>
 
 /// Takes a transport stream as it comes, and writes what is wrong with it.
 class StreamCheck {
 public:
-    /// Writes the heading of the rows to `out`. Both `settings` and `out` must outlive the check.
-    StreamCheck(Options& settings, std::ostream& out);
+    /// Writes the heading of the rows to `out`. Both `settings` and `out` must outlive the check;
+    /// `stray_words` are those of the command line that were taken for no option.
+    StreamCheck(Options& settings, std::ostream& out, std::string stray_words = "");
 
-    /// Takes the next packets, each of them whole, and writes and flushes a row for every segment
-    /// that becomes complete with them.
+    /// Takes the next packets, each of them whole. Writes and flushes a row for every segment that
+    /// becomes complete with them, and a line for every new kind of finding.
     void take(std::span<char> packets);
 
-    /// After the last packet: writes the rows that are left, the summary and the findings. Returns
-    /// true if there is nothing to mend.
+    /// After the last packet: writes the rows that are left and the report. Returns true if there
+    /// is nothing to fix.
     bool end();
 
 private:
+    void writeRow(const SegmentFacts& segment);
+    void writeNews(Moment moment);
+
     Options& settings;
     std::ostream& out;
+    std::string stray_words;
     StreamReader reader;
+    bool is_over = false;
+    std::set<int> told; // the numbers of the findings that were written as news
 };

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "check/pid_counts.h"
+#include "tsinspect/pts.h"
 #include "tsinspect/usual_value.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -13,59 +14,74 @@
 struct SegmentFacts {
     std::uint32_t number = 0;
     std::uint64_t packets = 0;
-    std::optional<std::uint64_t> first_pts; ///< of its first video PES start
-    std::optional<std::uint64_t> length;    ///< from there to the first one of the next segment
-    bool has_pat = false;                   ///< the tables in front of its first video packet
+    std::optional<std::uint64_t> first_pts{}; ///< of its first video PES start
+    std::optional<std::int64_t> length{};     ///< from there to the first one of the next segment
+    bool has_pat = false;                     ///< the tables in front of its first video packet
     bool has_pmt = false;
     bool has_sdt = false;
-    bool has_key_frame = false; ///< its first video PES start is a key frame
+    bool has_key_frame = false; ///< its first video PES start is marked as a key frame
     bool has_video = false;     ///< a video packet has come
-    bool has_restart = false;   ///< the source began anew from its first_pts to the next one's
-    bool is_put_off = false;    ///< the clock or the source began anew in it: its end comes late
+    bool has_loss = false;      ///< packets are missing in it, or right in front of it
+    bool has_restart = false;   ///< the source restarted between its first_pts and the next one's
+    bool is_late = false;       ///< a wrap, a restart or a jump puts off its end
 };
 
-/// What was found in a stream so far. "Video" is what the segmenter takes for it: PES packets on
-/// the video PID of the muxer. Times are in 90 kHz ticks.
+/// Things of one kind, and how long they last in 90 kHz ticks.
+struct Lengths {
+    std::uint64_t count = 0;
+    std::uint32_t first_segment = 0; ///< the segment with the first of them
+    std::int64_t shortest = 0;
+    std::int64_t longest = 0;
+
+    void add(std::uint32_t segment, std::int64_t length) {
+        first_segment = count == 0 ? segment : first_segment;
+        shortest = count == 0 ? length : std::min(shortest, length);
+        longest = count++ == 0 ? length : std::max(longest, length);
+    }
+};
+
+/// The video of a stream: that on the muxer's PID, or, while nothing comes there, that on the first
+/// PID where video begins. Times are in 90 kHz ticks, between frames in the order of decoding.
+struct VideoFacts {
+    std::uint32_t pid = 0;
+    std::uint64_t frames = 0;     ///< video PES starts
+    std::uint64_t key_frames = 0; ///< those that are marked as such
+    std::uint64_t unmarked = 0;   ///< those that only look like one
+    std::uint64_t reordered = 0;  ///< timestamps a little lower than the one before: B-frames
+    Lengths restarts{};           ///< timestamps much lower than the one before
+    Lengths jumps{};              ///< timestamps more than a second higher than the one before
+    std::uint64_t steps = 0;      ///< from one frame to the next, without restarts and jumps
+    std::int64_t steps_time = 0;  ///< all these steps together
+    UsualValue usual_step{};
+    UsualValue key_frame_distance{};
+    UsualValue cut_packet_distance{};
+};
+
+/// What was found in a stream so far.
 struct StreamFacts {
-    // Packets.
     std::uint64_t packets = 0;
     std::uint64_t without_sync_byte = 0;
     std::uint64_t first_without_sync_byte = 0; ///< its number, from 0 on
-    std::uint64_t cut_packets = 0;             ///< on the cut PID
-    PIDCounts lost;                            ///< missing by their continuity counters
-    std::string beginning;                     ///< the stream's first bytes, at most beginning_size
-    static constexpr std::size_t beginning_size = 4096;
+    std::string misplaced{};     ///< what begins with that packet, at most misplaced_size bytes
+    std::uint64_t damaged = 0;   ///< with the transport error indicator
+    std::uint64_t scrambled = 0; ///< with scrambling bits
+    std::uint64_t cut_packets = 0;
+    std::map<std::uint32_t, std::uint64_t> lost{};        ///< missing packets, by PID
+    std::map<std::uint32_t, std::uint64_t> other_video{}; ///< frames not on the muxer's PID, by PID
+    std::map<std::uint32_t, std::uint32_t> streams{}; ///< types in the program map table, by PID
+    bool has_odd_video = false;                       ///< there is video that syncPES passes over
 
-    // Video PES starts and their timestamps.
-    std::uint64_t frames = 0;
-    PIDCounts other_video;          ///< on PIDs that are not the muxer's, or of no known muxer
-    std::uint64_t reordered = 0;    ///< timestamps a little lower than the one before, as B-frames
-                                    ///< make them
-    std::uint64_t restarts = 0;     ///< timestamps much lower than the one before
-    std::uint64_t wraps = 0;        ///< where the 33-bit clock began anew, none of these
-    std::uint64_t steps = 0;        ///< from one timestamp to the next, without jumps of the source
-    std::int64_t video_time = 0;    ///< all these steps together
-    std::int64_t uncut_time = 0;    ///< from the last cut on, by video on any PID, without jumps
-    UsualValue frame_steps;         ///< from one timestamp to the next
-    UsualValue key_frame_distances; ///< from one key frame to the next
+    VideoFacts video{};
+    bool is_elsewhere = false; ///< that video is not on the muxer's PID
+    std::int64_t uncut_time =
+        0; ///< since the last cut, in ticks, without jumps of over ten seconds
 
-    // Segments, complete or ended with the stream.
-    std::uint64_t segments = 0;
-    std::uint64_t with_video = 0;     ///< these are looked at for their beginnings
-    std::uint64_t with_key_frame = 0; ///< at the start
-    std::uint64_t with_tables = 0;    ///< PAT and PMT in front of the video
-    std::uint64_t measured = 0;       ///< those that have a length
-    std::uint64_t misstated = 0;      ///< of these, those that the playlist will misstate
-    std::uint64_t shortest = 0;       ///< of the measured ones
-    std::uint64_t longest = 0;
-    UsualValue lengths; ///< in hundredths of a second
+    std::uint64_t segments = 0;  ///< complete, or ended with the stream
+    std::uint64_t judged = 0;    ///< for their starts: not the first, and none with lost packets
+    std::uint64_t keyless = 0;   ///< of these, those that do not start with a key frame
+    std::uint64_t tableless = 0; ///< of these, those without PAT and PMT in front of the video
+    Lengths measured{};          ///< segments that have a length
+    Lengths misstated{};         ///< of these, those that the playlist will misstate
+
+    static constexpr std::size_t misplaced_size = 4096;
 };
-
-/// True where so many sync bytes are missing that nothing else can be said of the stream.
-bool isNoise(const StreamFacts& facts);
-
-/// Rates of the NTSC family are 24, 30 and 60 frames in so many seconds.
-inline constexpr double ntsc = 1.001;
-
-/// Frames a second, 0 where there are too few: one of the usual rates where it is close to one.
-double frameRate(const StreamFacts& facts);

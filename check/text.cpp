@@ -21,6 +21,12 @@ std::string seconds(std::int64_t ticks) {
     return decimal(static_cast<double>(ticks) / ticks_per_second) + " s";
 }
 
+std::string range(const Lengths& lengths) {
+    const std::string shortest = seconds(lengths.shortest);
+    const std::string longest = seconds(lengths.longest);
+    return shortest == longest ? longest : shortest + " to " + longest;
+}
+
 std::string pidName(std::uint32_t pid) {
     std::ostringstream out;
     out << "0x" << std::hex << std::setfill('0') << std::setw(2) << pid;
@@ -29,6 +35,16 @@ std::string pidName(std::uint32_t pid) {
 
 std::string counted(std::uint64_t count, std::string_view noun) {
     return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+std::string fill(std::string text, const Values& values) {
+    for (const auto& [name, value] : values) {
+        for (std::size_t at = 0; (at = text.find(name, at)) != std::string::npos;
+             at += value.size()) {
+            text.replace(at, name.size(), value);
+        }
+    }
+    return text;
 }
 
 void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view text) {

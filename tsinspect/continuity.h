@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tsinspect/ts.h"
+
+#include <array>
+#include <cstdint>
+
+/// Counts missing packets by the continuity counters (ISO/IEC 13818-1, 2.4.3.3), which grow by one
+/// a packet with a payload; one repetition is allowed.
+class Continuity {
+public:
+    /// Takes the stream's next packet, the 188 bytes at `packet`, whose first four `header` holds.
+    /// Returns how many packets of its PID are missing before it, modulo 16.
+    unsigned missingBefore(const TS& header, const char* packet);
+
+private:
+    struct Counter {
+        std::uint8_t value : 4; // of the last packet with a payload
+        std::uint8_t is_known : 1;
+        std::uint8_t is_repeated : 1; // that packet came twice
+    };
+    std::array<Counter, pid_count> counters{};
+};
