@@ -26,7 +26,7 @@ std::string firstPID(const char* option, const StreamFacts& facts) {
 
 /// Has FFmpeg put an SDT in front of each key frame, without encoding again.
 std::string remuxLine(const char* input, const std::string& more) {
-    return fill("ffmpeg: {input}-c copy -f segment -segment_time 1 -strftime 1"
+    return fill("ffmpeg: {input}-map 0:v -map '0:a?' -c copy -f segment -segment_time 1 -strftime 1"
                 " -segment_format mpegts -segment_format_options"
                 " mpegts_flags=+initial_discontinuity:sdt_period=3600{more} pipe:1",
                 {{"{input}", input}, {"{more}", more}});
@@ -77,12 +77,13 @@ void writeCure(std::ostream& out, const Cure& cure, const StreamFacts& facts,
     std::string before = "To fix it:";
     if (cure.aligns) {
         before = "To fix it, in this order (later options win over your own; leave out "
-                 "-force_key_frames):";
+                 "-force_key_frames and -muxrate):";
         const bool is_given = areGiven(values, rate, facts);
         const bool is_given_twice = areGiven(longer, rate, facts);
         if (is_given || is_given_twice) {
             before = "The options that fix this seem to have been given, and something overrides "
-                     "them: -force_key_frames, -x264-params, -x264opts, or an encoder that ignores "
+                     "them: -force_key_frames, -muxrate, -x264-params, -x264opts, or an encoder "
+                     "that ignores "
                      "-bf or -g.";
         }
         if (is_given_twice) {
@@ -107,10 +108,13 @@ void writeCure(std::ostream& out, const Cure& cure, const StreamFacts& facts,
         writeLines(out, before, lines);
     }
     if (cure.aligns && !cure.encodes && !cure.advice->is_remuxed) {
-        writeLines(out,
-                   fill("Where it is not encoded again, key frames have to come every {period} s, and "
-                        "this stands in place of that line and of -f mpegts -:",
-                        values),
-                   {remuxLine("", firstPID(":mpegts_start_pid=", facts))});
+        std::string copied =
+            "Where it is not encoded again, key frames have to come every {period} s";
+        lines.clear();
+        if (facts.keyless + facts.tableless > 0 || facts.measured.count == 0) { // else it was given
+            copied += ", and this stands in place of that line, of your -map, and of -f mpegts -:";
+            lines = {remuxLine("", firstPID(":mpegts_start_pid=", facts))};
+        }
+        writeLines(out, fill(lines.empty() ? copied + '.' : copied, values), lines);
     }
 }

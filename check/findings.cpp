@@ -58,7 +58,7 @@ std::string unplayableStreams(const StreamFacts& facts) {
     constexpr std::pair<std::uint32_t, const char*> types[] = {
         {0x01, "MPEG-1 video"},           {0x02, "MPEG-2 video"},  {0x03, "MPEG audio, if not MP3"},
         {0x04, "MPEG audio, if not MP3"}, {0x10, "MPEG-4 Visual"}, {0x11, "AAC as LATM"},
-        {0x24, "HEVC (a few play it)"},          {0x81, "AC-3"},          {0x87, "E-AC-3"}};
+        {0x24, "HEVC (a few play it)"},   {0x81, "AC-3"},          {0x87, "E-AC-3"}};
     std::string list;
     for (const auto& [pid, type] : facts.streams) {
         for (const auto& [unplayable, name] : types) {

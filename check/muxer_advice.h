@@ -16,7 +16,8 @@ inline constexpr MuxerAdvice muxer_advice[] = {
     {.recipe =
          "ffmpeg: -r {rate} -fps_mode cfr -bf 0 -g {frames} -sc_threshold 0 -sdt_period {period}"
          " -mpegts_flags +pat_pmt_at_frames",
-     .insist = " -force_key_frames expr:0 -x264-params bframes=0:keyint={frames}:scenecut=0",
+     .insist = " -muxrate 1 -force_key_frames expr:0"
+               " -x264-params bframes=0:keyint={frames}:scenecut=0",
      .is_remuxed = false,
      .small_packets = "ffmpeg: -mpegts_m2ts_mode 0",
      .transport_stream = "ffmpeg: -f mpegts",
