@@ -10,7 +10,7 @@ namespace {
 /// True where cut packets come as far apart as with these values: they were given already.
 bool areGiven(const Values& values, const FrameRate& rate, const StreamFacts& facts) {
     const double frame = ticks_per_second / rate.perSecond();
-    const auto found = static_cast<double>(facts.video.cut_packet_distance.get());
+    const auto found = static_cast<double>(facts.cut_packet_distance.get());
     return !facts.is_elsewhere &&
            std::abs(found - std::stod(fill("{frames}", values)) * frame) < frame / 4;
 }
@@ -19,8 +19,9 @@ bool areGiven(const Values& values, const FrameRate& rate, const StreamFacts& fa
 /// for; empty if it does.
 std::string firstPID(const char* option, const StreamFacts& facts) {
     const std::uint32_t wanted = muxer_pids[0].video;
-    const std::uint32_t pid = facts.video.pid;
-    const std::uint32_t first = facts.streams.empty() ? wanted : facts.streams.begin()->first;
+    const std::uint32_t pid = facts.video_pid;
+    const std::uint32_t first =
+        facts.streams.types.empty() ? wanted : facts.streams.types.begin()->first;
     return pid == wanted ? "" : option + std::to_string(wanted - (pid - std::min(first, pid)));
 }
 
@@ -68,8 +69,7 @@ Values recipeValues(const FrameRate& rate, std::int32_t duration, std::uint64_t 
 
 void writeCure(std::ostream& out, const Cure& cure, const StreamFacts& facts,
                const Options& settings) {
-    const FrameRate rate =
-        goodRate(facts.video.steps, facts.video.steps_time, facts.video.usual_step.get());
+    const FrameRate rate = facts.video.good();
     Options good = cure.settings;
     Values values = recipeValues(rate, good.duration);
     const auto longer = recipeValues(rate, good.duration, 2); // which shows that it was given

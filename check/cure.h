@@ -4,7 +4,6 @@
 #include "check/stream_facts.h"
 #include "check/text.h"
 #include "segmenter/options.h"
-#include "tsinspect/frame_rate.h"
 
 #include <ostream>
 #include <string>

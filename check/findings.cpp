@@ -2,7 +2,6 @@
 
 #include "check/text.h"
 #include "tsinspect/muxer.h"
-#include "tsinspect/packet_size.h"
 
 #include <algorithm>
 #include <optional>
@@ -13,12 +12,10 @@ namespace {
 /// What is asked of a stream: its facts, the settings, and what is worked out from both.
 struct Stream {
     const StreamFacts& facts;
-    const VideoFacts& video;
+    const Timeline& video;
     const Options& settings;
     const std::string& stray_words;
     const MuxerPIDs* muxer;          ///< null for one that is not known
-    bool is_noise;                   ///< so many packets begin at the wrong place that nothing else
-                                     ///< can be told
     std::optional<std::size_t> late; ///< the bytes by which they begin too late
     std::size_t size;                ///< of a packet, as far as that can be told
 
@@ -55,15 +52,10 @@ std::string where(const Lengths& events) {
 }
 
 std::string unplayableStreams(const StreamFacts& facts) {
-    constexpr std::pair<std::uint32_t, const char*> types[] = {
-        {0x01, "MPEG-1 video"},           {0x02, "MPEG-2 video"},  {0x03, "MPEG audio, if not MP3"},
-        {0x04, "MPEG audio, if not MP3"}, {0x10, "MPEG-4 Visual"}, {0x11, "AAC as LATM"},
-        {0x24, "HEVC (a few play it)"},   {0x81, "AC-3"},          {0x87, "E-AC-3"}};
     std::string list;
-    for (const auto& [pid, type] : facts.streams) {
-        for (const auto& [unplayable, name] : types) {
-            list +=
-                type == unplayable ? (list.empty() ? "" : "; ") + pidName(pid) + ' ' + name : "";
+    for (const auto& [pid, type] : facts.streams.types) {
+        if (const char* name = unplayable(type)) {
+            list += (list.empty() ? "" : "; ") + pidName(pid) + ' ' + name;
         }
     }
     return list;
@@ -81,30 +73,30 @@ std::int32_t fittingDuration(const Lengths& lengths) {
 /// What may stand in the texts.
 Values valuesOf(const Stream& of) {
     const StreamFacts& facts = of.facts;
-    const VideoFacts& video = of.video;
+    const Timeline& video = of.video;
     const auto text = [](auto number) { return std::to_string(number); };
     return {
-        {"{broken}", text(facts.without_sync_byte) + " of " + text(facts.packets)},
-        {"{first}", text(facts.first_without_sync_byte)},
+        {"{broken}", text(facts.sync.missing) + " of " + text(facts.sync.packets)},
+        {"{first}", text(facts.sync.first_missing)},
         {"{late}", counted(of.late.value_or(0), "byte")},
         {"{video PID}", of.muxer == nullptr ? "" : pidName(of.muxer->video)},
         {"{cut PID}", of.muxer == nullptr ? "" : pidName(of.muxer->cut)},
         {"{elsewhere}", listed(facts.other_video)},
         {"{falls}", counted(video.reordered, "time")},
         {"{frames}", counted(video.frames, "frame")},
-        {"{restarts}", where(video.restarts)},
-        {"{jumps}", where(video.jumps) + ", by " + range(video.jumps)},
+        {"{restarts}", where(facts.restarts)},
+        {"{jumps}", where(facts.jumps) + ", by " + range(facts.jumps)},
         {"{uncut}", seconds(facts.uncut_time)},
         {"{judged}", text(facts.judged)},
         {"{keyless}", text(facts.keyless)},
         {"{tableless}", text(facts.tableless)},
-        {"{unmarked}", text(video.unmarked)},
+        {"{unmarked}", text(facts.unmarked)},
         {"{lengths}", range(facts.misstated)},
         {"{misstated}", text(facts.misstated.count) + " of " + text(facts.measured.count)},
         {"{lost}", listed(facts.lost)},
         {"{damaged}", text(facts.damaged)},
         {"{scrambled}", text(facts.scrambled)},
-        {"{packets}", counted(facts.packets, "packet")},
+        {"{packets}", counted(facts.sync.packets, "packet")},
         {"{video time}", seconds(video.steps_time)},
         {"{enough}", text(4 * std::max(of.settings.duration, 1)) + " s"},
         {"{streams}", unplayableStreams(facts)},
@@ -133,22 +125,22 @@ void remux(Of /*of*/, Cure& cure) { cure.remuxes = true; }
 
 // clang-format off
 constexpr Question questions[] = {
-    {1, Moment::after_cuts, false, [](Of of) { return of.facts.packets == 0; },
+    {1, Moment::after_cuts, false, [](Of of) { return of.facts.sync.packets == 0; },
      "No whole packet came; the muxer may not have started."},
     {1, Moment::after_cuts, false, [](Of of) { return of.size == 192; },
      "Packets have 192 bytes, with four bytes of time in front of each, and not 188.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->small_packets); }},
     {1, Moment::after_cuts, false, [](Of of) { return of.size == 204; },
      "Packets have 204 bytes, with sixteen of error correction, and not 188.", remux},
-    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.first_without_sync_byte == 0; },
+    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.sync.first_missing == 0; },
      "Packets begin {late} too late. Start the segmenter before the muxer."},
-    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.first_without_sync_byte > 0; },
+    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.sync.first_missing > 0; },
      "From packet {first} on, packets begin {late} too late, and are not understood: bytes were lost "
      "or added in front of it."},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && of.is_noise; },
+    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && of.facts.sync.areNoise(); },
      "This is no transport stream: {broken} packets have no sync byte.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->transport_stream); }},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && !of.is_noise; },
+    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && !of.facts.sync.areNoise(); },
      "Something damages the stream on its way: {broken} packets have no sync byte, packet {first} "
      "first."},
 
@@ -159,14 +151,14 @@ constexpr Question questions[] = {
     {2, Moment::after_cuts, false, [](Of of) { return of.facts.is_elsewhere; },
      "No video comes on PID {video PID}, where it is looked for; there are frames elsewhere, {elsewhere}.",
      [](Of of, Cure& cure) {
-         cure.settings.mux_type = muxerOf(of.video.pid);
+         cure.settings.mux_type = muxerOf(of.facts.video_pid);
          cure.advice = &muxer_advice[cure.settings.mux_type];
-         cure.aligns = of.video.pid != findMuxer(cure.settings.mux_type)->video;
+         cure.aligns = of.facts.video_pid != findMuxer(cure.settings.mux_type)->video;
      }},
 
     {3, Moment::after_cuts, false, [](Of of) { return of.muxer == nullptr; },
      "--mux_type={mux_type} is no muxer that is known, so nothing is ever cut.",
-     [](Of of, Cure& cure) { cure.settings.mux_type = muxerOf(of.video.pid); }},
+     [](Of of, Cure& cure) { cure.settings.mux_type = muxerOf(of.facts.video_pid); }},
     {3, Moment::after_cuts, false,
      [](Of of) { return of.muxer != nullptr && of.facts.cut_packets == 0 && !of.facts.is_elsewhere; },
      "No packet came on PID {cut PID}, and segments begin only with those.",
@@ -175,19 +167,19 @@ constexpr Question questions[] = {
     {4, Moment::any, false, [](Of of) { return of.video.reordered > 0; },
      "Timestamps fall back {falls} in {frames}, as B-frames make them, so segments end late or never.",
      [](Of of, Cure& cure) { cure.aligns |= of.muxer != nullptr; cure.encodes = true; }},
-    {4, Moment::any, false, [](Of of) { return of.video.restarts.count > 0; },
+    {4, Moment::any, false, [](Of of) { return of.facts.restarts.count > 0; },
      "The source restarted {restarts}, so a segment ends late. Restart the segmenter with its source."},
 
     {5, Moment::after_cuts, false, [](Of of) { return isStuck(of.facts, of.settings); },
      "Nothing was cut in the last {uncut}, although --duration is {duration}.",
-     [](Of of, Cure& cure) { cure.aligns |= of.isCut() && of.video.restarts.count == 0; }},
+     [](Of of, Cure& cure) { cure.aligns |= of.isCut() && of.facts.restarts.count == 0; }},
 
     {6, Moment::after_cuts, false, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames > 0; },
      "Players cannot start at every segment: without a key frame first, {keyless} of {judged}.", align},
     {6, Moment::after_cuts, false, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0; },
      "No frame is marked as a key frame, so players may not find where to start.", align},
     {6, Moment::after_cuts, false, 
-     [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0 && of.video.unmarked > 0; },
+     [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0 && of.facts.unmarked > 0; },
      "(The marks are missing: {unmarked} out of {frames} look like one.)"},
     {6, Moment::after_cuts, false, [](Of of) { return of.facts.tableless > 0; },
      "Players cannot start without PAT and PMT in front of the video: {tableless} of {judged}.", align},
@@ -204,7 +196,7 @@ constexpr Question questions[] = {
 
     {8, Moment::any, false, [](Of of) { return !of.facts.lost.empty(); },
      "Packets were lost on the way, at least {lost}."},
-    {8, Moment::any, false, [](Of of) { return !of.facts.lost.empty() && of.video.restarts.count == 0; },
+    {8, Moment::any, false, [](Of of) { return !of.facts.lost.empty() && of.facts.restarts.count == 0; },
      "A pipe loses none; where they come over UDP, make the buffer larger.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->source); }},
 
@@ -223,7 +215,7 @@ constexpr Question questions[] = {
      "With --window=0 every playlist says that the stream is over, as suits a recording. For a live "
      "stream give --window=6, or use segmenter-run, which takes care of the window."},
 
-    {10, Moment::any, false, [](Of of) { return of.video.jumps.count > 0; },
+    {10, Moment::any, false, [](Of of) { return of.facts.jumps.count > 0; },
      "Timestamps jump forward {jumps}: players stand still or stall.",
      [](Of of, Cure& cure) { cure.aligns |= of.facts.lost.empty(); }},
     {11, Moment::any, false, [](Of of) { return of.facts.damaged + of.facts.scrambled > 0; },
@@ -231,7 +223,7 @@ constexpr Question questions[] = {
      "scrambled."},
     {12, Moment::end, false,
      [](Of of) {
-         return of.isCut() && of.facts.measured.count < 2 && of.video.restarts.count == 0 &&
+         return of.isCut() && of.facts.measured.count < 2 && of.facts.restarts.count == 0 &&
                 !isStuck(of.facts, of.settings);
      },
      "Too short to judge: {video time} of video, less than two whole segments. Look at {enough} or "
@@ -250,11 +242,10 @@ constexpr Question questions[] = {
 std::vector<Finding> judge(const StreamFacts& facts, const Options& settings,
                            const std::string& stray_words, Moment moment, Cure& cure) {
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
-    const bool is_noise = facts.without_sync_byte * 2 >= facts.packets;
-    Stream stream = {facts, facts.video, settings, stray_words, muxer, is_noise, {}, packet_size};
-    if (facts.without_sync_byte > 0) {
-        stream.late = findPackets(facts.misplaced, packet_size);
-        const auto has = [&](std::size_t size) { return findPackets(facts.misplaced, size); };
+    Stream stream = {facts, facts.video, settings, stray_words, muxer, {}, packet_size};
+    if (facts.sync.missing > 0) {
+        stream.late = facts.sync.findPackets(packet_size);
+        const auto has = [&](std::size_t size) { return facts.sync.findPackets(size).has_value(); };
         stream.size = stream.late ? packet_size : has(192) ? 192 : has(204) ? 204 : 0;
     }
     cure = {.advice = &muxer_advice[muxer == nullptr ? 0 : settings.mux_type],
@@ -262,7 +253,8 @@ std::vector<Finding> judge(const StreamFacts& facts, const Options& settings,
     Values values;
     std::vector<Finding> findings;
     for (const Question& question : questions) {
-        const bool is_told = !is_noise || question.number == 1 || question.number == 13;
+        const bool is_told =
+            !facts.sync.areNoise() || question.number == 1 || question.number == 13;
         if (moment < question.moment || !is_told || !question.holds(stream)) {
             continue;
         }

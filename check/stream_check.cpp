@@ -1,8 +1,6 @@
 #include "check/stream_check.h"
 
 #include "check/text.h"
-#include "tsinspect/frame_rate.h"
-#include "tsinspect/muxer.h"
 #include "tsinspect/ts.h"
 
 #include <iomanip>
@@ -13,22 +11,18 @@ namespace {
 
 /// What the stream is like, in a sentence.
 std::string summary(const StreamFacts& facts, const Options& settings) {
-    const VideoFacts& video = facts.video;
-    std::string text = counted(video.frames, "frame") + " of video on PID " + pidName(video.pid);
-    if (video.steps_time > 0) {
-        const double average = static_cast<double>(video.steps) * ticks_per_second /
-                               static_cast<double>(video.steps_time);
-        const FrameRate* usual = usualRate(average);
-        text += ", " + decimal(usual != nullptr ? usual->perSecond() : average, 3) + " a second";
-    }
-    if (const std::uint64_t distance = video.key_frame_distance.get(); distance > 0) {
-        text += ", a key frame every " + seconds(static_cast<std::int64_t>(distance));
-    }
-    if (const Lengths& lengths = facts.measured; lengths.count > 0) {
-        text += "; segments of " + range(lengths) + ", and the playlist says " +
-                std::to_string(settings.duration) + " s";
-    }
-    return text + ".";
+    const auto distance = static_cast<std::int64_t>(facts.video.key_frame_distance.get());
+    const double rate = facts.video.rate();
+    return fill(
+        "{frames} of video on PID {pid}{rate}{distance}{segments}.",
+        {{"{frames}", counted(facts.video.frames, "frame")},
+         {"{pid}", pidName(facts.video_pid)},
+         {"{rate}", rate > 0 ? ", " + decimal(rate, 3) + " a second" : ""},
+         {"{distance}", distance > 0 ? ", a key frame every " + seconds(distance) : ""},
+         {"{segments}", facts.measured.count == 0 ? ""
+                                                  : "; segments of " + range(facts.measured) +
+                                                        ", and the playlist says " +
+                                                        std::to_string(settings.duration) + " s"}});
 }
 
 const char* mark(bool is_there) { return is_there ? "yes" : "-"; }
@@ -48,8 +42,8 @@ void StreamCheck::take(std::span<char> packets) {
     const StreamFacts& facts = reader.facts();
     for (; !packets.empty(); packets = packets.subspan(packet_size)) {
         reader.take(packets.data());
-        if (facts.packets % often == 0) {
-            const bool is_empty = facts.video.frames == 0 && facts.packets >= many;
+        if (facts.sync.packets % often == 0) {
+            const bool is_empty = facts.video.frames == 0 && facts.sync.packets >= many;
             writeNews(is_empty || isStuck(facts, settings) ? Moment::after_cuts : Moment::any);
         }
     }

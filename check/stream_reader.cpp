@@ -1,8 +1,6 @@
 #include "check/stream_reader.h"
 
 #include "tsinspect/adaptation_field.h"
-#include "tsinspect/pat.h"
-#include "tsinspect/pmt.h"
 #include "tsinspect/video.h"
 
 #include <utility>
@@ -29,14 +27,7 @@ StreamReader::StreamReader(Options& settings, Listener on_complete)
 void StreamReader::take(char* packet) {
     TS header;
     std::memcpy(&header, packet, sizeof header);
-    const bool is_whole = header.packet.sync == sync_byte;
-    if (!is_whole && found.without_sync_byte++ == 0) {
-        found.first_without_sync_byte = found.packets;
-    }
-    ++found.packets;
-    if (found.without_sync_byte > 0 && found.misplaced.size() < StreamFacts::misplaced_size) {
-        found.misplaced.append(packet, packet_size);
-    }
+    const bool is_whole = found.sync.take(packet);
     if (rule.beginsSegment(packet)) {
         beginSegment();
     }
@@ -67,53 +58,33 @@ void StreamReader::noteHeader(const TS& header, const char* packet) {
 
 void StreamReader::noteTables(const TS& header, const char* packet) {
     const std::uint32_t pid = packetPID(header);
-    if (pid == pat_pid) {
-        visitProgramMapPIDs(header, packet, [this](std::uint32_t pmt) { is_pmt[pmt] = true; });
-    } else if (is_pmt[pid]) {
-        visitElementaryStreams(header, packet, [this](std::uint32_t type, std::uint32_t stream) {
-            found.streams[stream] = type;
-        });
-    }
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
+    found.streams.take(header, packet);
     if (muxer != nullptr && pid == muxer->cut) {
-        const std::int64_t distance = ticksBetween(std::exchange(last_cut_dts, last_dts), last_dts);
+        const std::uint64_t now = found.video.dts;
+        const std::int64_t distance = ticksBetween(std::exchange(last_cut_dts, now), now);
         if (++found.cut_packets > 2 && distance > 0) { // in front of the first is no video yet
-            found.video.cut_packet_distance.add(static_cast<std::uint64_t>(distance));
+            found.cut_packet_distance.add(static_cast<std::uint64_t>(distance));
         }
     }
     current->has_video |= muxer != nullptr && pid == muxer->video;
     if (!current->has_video) {
         current->has_pat |= pid == pat_pid;
         current->has_sdt |= pid == sdt_pid;
-        current->has_pmt |= is_pmt[pid];
+        current->has_pmt |= found.streams.isMap(pid);
     }
 }
 
 void StreamReader::noteVideo(TS& header, char* packet) {
     const int offset = syncPES(any_muxer, header, packet);
-    if (!holdsPTS(offset)) {
-        found.has_odd_video |= offset < 0 && hasOtherStreamId(header, packet);
+    found.has_odd_video |= offset < 0 && hasOtherStreamId(header, packet);
+    if (!holdsPTS(offset) || !isWatched(packetPID(header))) {
         return;
     }
-    if (!isWatched(packetPID(header))) {
-        return;
-    }
-    VideoFacts& video = found.video;
     const std::uint64_t pts = decodePTS(packet + offset);
-    const std::uint64_t dts = decodeDTS(packet, offset, pts);
-    if (video.frames++ > 0) {
-        noteStep(pts, dts);
-    }
-    last_pts = pts;
-    last_dts = dts;
     const bool is_key_frame = readAdaptationField(header, packet).random_access_indicator;
-    if (is_key_frame) {
-        const std::int64_t distance = ticksBetween(std::exchange(last_key_pts, pts), pts);
-        if (++video.key_frames > 1 && distance > 0) {
-            video.key_frame_distance.add(static_cast<std::uint64_t>(distance));
-        }
-    }
-    video.unmarked += !is_key_frame && looksLikeKeyFrame(packet, offset) ? 1 : 0;
+    noteStep(found.video.add(pts, decodeDTS(packet, offset, pts), is_key_frame));
+    found.unmarked += !is_key_frame && looksLikeKeyFrame(packet, offset) ? 1 : 0;
     if (!found.is_elsewhere && !current->first_pts) {
         current->first_pts = pts;
         current->has_video = true;
@@ -130,31 +101,24 @@ bool StreamReader::isWatched(std::uint32_t pid) {
         ++found.other_video[pid];
     }
     if (found.video.frames == 0 || (is_muxers && found.is_elsewhere)) {
-        found.video = {.pid = pid};
+        found.video = {};
+        found.video_pid = pid;
         found.is_elsewhere = muxer != nullptr && !is_muxers;
     }
-    return pid == found.video.pid;
+    return pid == found.video_pid;
 }
 
-/// Takes the step from the last frame to one with these timestamps.
-void StreamReader::noteStep(std::uint64_t pts, std::uint64_t dts) {
-    const std::int64_t step = ticksBetween(last_dts, dts);
-    if (step > second || step < -2 * second) { // B-frames never make timestamps fall that much
+void StreamReader::noteStep(const Timeline::Step& step) {
+    constexpr std::int64_t longest_pause = 10 * second; // what is longer is no time that passed
+    current->is_late |= step.wraps || step.restarts || step.jumps;
+    found.uncut_time += step.restarts || step.ticks > longest_pause ? 0 : step.ticks;
+    if (step.restarts || step.jumps) {
         // The step to a segment's first timestamp is part of the length of the one before.
         SegmentFacts& segment = current->first_pts || !unmeasured ? *current : *unmeasured;
-        (step < 0 ? found.video.restarts : found.video.jumps).add(segment.number, step);
-        segment.has_restart |= step < 0;
+        (step.restarts ? found.restarts : found.jumps).add(segment.number, step.ticks);
+        segment.has_restart |= step.restarts;
         segment.is_late = true;
-        current->is_late = true;
-        found.uncut_time += step > 0 && step <= 10 * second ? step : 0; // else no time that passed
-        return;
     }
-    current->is_late |= pts < last_pts && step > 0;
-    found.video.reordered += ticksBetween(last_pts, pts) < 0 ? 1 : 0;
-    found.uncut_time += step;
-    found.video.steps_time += step;
-    ++found.video.steps;
-    found.video.usual_step.add(static_cast<std::uint64_t>(std::max<std::int64_t>(step, 0)));
 }
 
 /// Completes the segment in front of the current one, which has its first timestamp, `pts`.

@@ -6,7 +6,6 @@
 #include "tsinspect/continuity.h"
 #include "tsinspect/ts.h"
 
-#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -34,7 +33,7 @@ private:
     void noteTables(const TS& header, const char* packet);
     void noteVideo(TS& header, char* packet);
     bool isWatched(std::uint32_t pid);
-    void noteStep(std::uint64_t pts, std::uint64_t dts);
+    void noteStep(const Timeline::Step& step);
     void measure(std::uint64_t pts);
     void beginSegment();
     void complete(const SegmentFacts& segment);
@@ -45,11 +44,7 @@ private:
     CutRule rule;
     StreamFacts found;
     Continuity continuity;
-    std::bitset<pid_count> is_pmt; // by PID: the PAT names it
-    std::uint64_t last_pts = 0;    // of the last frame, as its last_dts
-    std::uint64_t last_dts = 0;
-    std::uint64_t last_key_pts = 0;
-    std::uint64_t last_cut_dts = 0;         // what last_dts was at the last packet on the cut PID
+    std::uint64_t last_cut_dts = 0;         // of the frame before the last packet on the cut PID
     std::optional<SegmentFacts> unmeasured; // ended, but the next one has no timestamp yet
     std::optional<SegmentFacts> current;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "check/stream_facts.h"
+#include "tsinspect/timeline.h"
 
 #include <cstdint>
 #include <ostream>

@@ -1,9 +1,20 @@
 #include "tsinspect/packet_size.h"
 
-#include "tsinspect/ts.h"
+bool SyncBytes::take(const char* packet) {
+    constexpr std::size_t enough_bytes = 4096;
+    const bool is_there = static_cast<unsigned char>(*packet) == sync_byte;
+    if (!is_there && missing++ == 0) {
+        first_missing = packets;
+    }
+    ++packets;
+    if (missing > 0 && bytes.size() < enough_bytes) {
+        bytes.append(packet, packet_size);
+    }
+    return is_there;
+}
 
-std::optional<std::size_t> findPackets(const std::string& bytes, std::size_t size) {
-    constexpr std::size_t enough = 8;
+std::optional<std::size_t> SyncBytes::findPackets(std::size_t size) const {
+    constexpr std::size_t enough = 8; // fewer could be chance
     for (std::size_t offset = 0; offset < size; ++offset) {
         std::size_t at = offset;
         while (at < bytes.size() && static_cast<unsigned char>(bytes[at]) == sync_byte) {
