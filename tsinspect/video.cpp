@@ -17,10 +17,10 @@ unsigned byteAt(const char* packet, std::size_t offset) {
 } // namespace
 
 std::uint64_t decodeDTS(const char* packet, int offset, std::uint64_t pts) {
-    constexpr int flags = 7;
+    constexpr std::size_t flags = 7;
     constexpr unsigned has_dts = 0x40;
     constexpr int behind_pts = 5;
-    const bool is_there = (byteAt(packet, static_cast<std::size_t>(offset + flags)) & has_dts) != 0;
+    const bool is_there = (byteAt(packet, static_cast<std::size_t>(offset) + flags) & has_dts) != 0;
     return is_there && holdsPTS(offset + behind_pts) ? decodePTS(packet + offset + behind_pts)
                                                      : pts;
 }
