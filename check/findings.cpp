@@ -75,36 +75,30 @@ Values valuesOf(const Stream& of) {
     const StreamFacts& facts = of.facts;
     const Timeline& video = of.video;
     const auto text = [](auto number) { return std::to_string(number); };
+    // clang-format off
     return {
         {"{broken}", text(facts.sync.missing) + " of " + text(facts.sync.packets)},
         {"{first}", text(facts.sync.first_missing)},
         {"{late}", counted(of.late.value_or(0), "byte")},
         {"{video PID}", of.muxer == nullptr ? "" : pidName(of.muxer->video)},
         {"{cut PID}", of.muxer == nullptr ? "" : pidName(of.muxer->cut)},
-        {"{elsewhere}", listed(facts.other_video)},
-        {"{falls}", counted(video.reordered, "time")},
-        {"{frames}", counted(video.frames, "frame")},
-        {"{restarts}", where(facts.restarts)},
+        {"{elsewhere}", listed(facts.other_video)}, {"{falls}", counted(video.reordered, "time")},
+        {"{frames}", counted(video.frames, "frame")}, {"{restarts}", where(facts.restarts)},
         {"{jumps}", where(facts.jumps) + ", by " + range(facts.jumps)},
-        {"{uncut}", seconds(facts.uncut_time)},
-        {"{judged}", text(facts.judged)},
-        {"{keyless}", text(facts.keyless)},
-        {"{tableless}", text(facts.tableless)},
-        {"{unmarked}", text(facts.unmarked)},
-        {"{lengths}", range(facts.misstated)},
+        {"{uncut}", seconds(facts.uncut_time)}, {"{judged}", text(facts.judged)},
+        {"{keyless}", text(facts.keyless)}, {"{tableless}", text(facts.tableless)},
+        {"{unmarked}", text(facts.unmarked)}, {"{lengths}", range(facts.misstated)},
         {"{misstated}", text(facts.misstated.count) + " of " + text(facts.measured.count)},
-        {"{lost}", listed(facts.lost)},
-        {"{damaged}", text(facts.damaged)},
+        {"{lost}", listed(facts.lost)}, {"{damaged}", text(facts.damaged)},
         {"{scrambled}", text(facts.scrambled)},
         {"{packets}", counted(facts.sync.packets, "packet")},
         {"{video time}", seconds(video.steps_time)},
         {"{enough}", text(4 * std::max(of.settings.duration, 1)) + " s"},
-        {"{streams}", unplayableStreams(facts)},
-        {"{words}", of.stray_words},
-        {"{duration}", text(of.settings.duration)},
-        {"{window}", text(of.settings.window)},
+        {"{streams}", unplayableStreams(facts)}, {"{words}", of.stray_words},
+        {"{duration}", text(of.settings.duration)}, {"{window}", text(of.settings.window)},
         {"{mux_type}", text(of.settings.mux_type)},
     };
+    // clang-format on
 }
 
 using Of = const Stream&;
@@ -114,7 +108,6 @@ constexpr std::int32_t least_window = 5; // four listed segments, with which all
 struct Question {
     int number;
     Moment moment;
-    bool is_note;
     bool (*holds)(Of);
     const char* text;
     void (*fix)(Of, Cure&) = [](Of, Cure&) {};
@@ -124,31 +117,32 @@ void align(Of /*of*/, Cure& cure) { cure.aligns = true; }
 void remux(Of /*of*/, Cure& cure) { cure.remuxes = true; }
 
 // clang-format off
+using enum Moment;
 constexpr Question questions[] = {
-    {1, Moment::after_cuts, false, [](Of of) { return of.facts.sync.packets == 0; },
+    {1, after_cuts, [](Of of) { return of.facts.sync.packets == 0; },
      "No whole packet came; the muxer may not have started."},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 192; },
+    {1, after_cuts, [](Of of) { return of.size == 192; },
      "Packets have 192 bytes, with four bytes of time in front of each, and not 188.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->small_packets); }},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 204; },
+    {1, after_cuts, [](Of of) { return of.size == 204; },
      "Packets have 204 bytes, with sixteen of error correction, and not 188.", remux},
-    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.sync.first_missing == 0; },
+    {1, after_cuts, [](Of of) { return of.late && of.facts.sync.first_missing == 0; },
      "Packets begin {late} too late. Start the segmenter before the muxer."},
-    {1, Moment::after_cuts, false, [](Of of) { return of.late && of.facts.sync.first_missing > 0; },
+    {1, after_cuts, [](Of of) { return of.late && of.facts.sync.first_missing > 0; },
      "From packet {first} on, packets begin {late} too late, and are not understood: bytes were lost "
      "or added in front of it."},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && of.facts.sync.areNoise(); },
+    {1, after_cuts, [](Of of) { return of.size == 0 && of.facts.sync.areNoise(); },
      "This is no transport stream: {broken} packets have no sync byte.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->transport_stream); }},
-    {1, Moment::after_cuts, false, [](Of of) { return of.size == 0 && !of.facts.sync.areNoise(); },
+    {1, after_cuts, [](Of of) { return of.size == 0 && !of.facts.sync.areNoise(); },
      "Something damages the stream on its way: {broken} packets have no sync byte, packet {first} "
      "first."},
 
-    {2, Moment::after_cuts, false, [](Of of) { return of.video.frames == 0 && of.facts.has_odd_video; },
+    {2, after_cuts, [](Of of) { return of.video.frames == 0 && of.facts.has_odd_video; },
      "Video has another stream id than 0xE0, the only one that is looked for.", remux},
-    {2, Moment::after_cuts, false, [](Of of) { return of.video.frames == 0 && !of.facts.has_odd_video; },
+    {2, after_cuts, [](Of of) { return of.video.frames == 0 && !of.facts.has_odd_video; },
      "There is no video, on any PID."},
-    {2, Moment::after_cuts, false, [](Of of) { return of.facts.is_elsewhere; },
+    {2, after_cuts, [](Of of) { return of.facts.is_elsewhere; },
      "No video comes on PID {video PID}, where it is looked for; there are frames elsewhere, {elsewhere}.",
      [](Of of, Cure& cure) {
          cure.settings.mux_type = muxerOf(of.facts.video_pid);
@@ -156,36 +150,35 @@ constexpr Question questions[] = {
          cure.aligns = of.facts.video_pid != findMuxer(cure.settings.mux_type)->video;
      }},
 
-    {3, Moment::after_cuts, false, [](Of of) { return of.muxer == nullptr; },
+    {3, after_cuts, [](Of of) { return of.muxer == nullptr; },
      "--mux_type={mux_type} is no muxer that is known, so nothing is ever cut.",
      [](Of of, Cure& cure) { cure.settings.mux_type = muxerOf(of.facts.video_pid); }},
-    {3, Moment::after_cuts, false,
+    {3, after_cuts,
      [](Of of) { return of.muxer != nullptr && of.facts.cut_packets == 0 && !of.facts.is_elsewhere; },
      "No packet came on PID {cut PID}, and segments begin only with those.",
      [](Of of, Cure& cure) { cure.aligns |= of.video.frames > 0; }},
 
-    {4, Moment::any, false, [](Of of) { return of.video.reordered > 0; },
+    {4, any, [](Of of) { return of.video.reordered > 0; },
      "Timestamps fall back {falls} in {frames}, as B-frames make them, so segments end late or never.",
      [](Of of, Cure& cure) { cure.aligns |= of.muxer != nullptr; cure.encodes = true; }},
-    {4, Moment::any, false, [](Of of) { return of.facts.restarts.count > 0; },
+    {4, any, [](Of of) { return of.facts.restarts.count > 0; },
      "The source restarted {restarts}, so a segment ends late. Restart the segmenter with its source."},
 
-    {5, Moment::after_cuts, false, [](Of of) { return isStuck(of.facts, of.settings); },
+    {5, after_cuts, [](Of of) { return isStuck(of.facts, of.settings); },
      "Nothing was cut in the last {uncut}, although --duration is {duration}.",
      [](Of of, Cure& cure) { cure.aligns |= of.isCut() && of.facts.restarts.count == 0; }},
 
-    {6, Moment::after_cuts, false, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames > 0; },
+    {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames > 0; },
      "Players cannot start at every segment: without a key frame first, {keyless} of {judged}.", align},
-    {6, Moment::after_cuts, false, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0; },
+    {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0; },
      "No frame is marked as a key frame, so players may not find where to start.", align},
-    {6, Moment::after_cuts, false, 
+    {6, after_cuts, 
      [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0 && of.facts.unmarked > 0; },
      "(The marks are missing: {unmarked} out of {frames} look like one.)"},
-    {6, Moment::after_cuts, false, [](Of of) { return of.facts.tableless > 0; },
+    {6, after_cuts, [](Of of) { return of.facts.tableless > 0; },
      "Players cannot start without PAT and PMT in front of the video: {tableless} of {judged}.", align},
 
-    {7, Moment::after_cuts, false,
-     [](Of of) { return of.facts.misstated.count > 0 && of.settings.duration > 0; },
+    {7, after_cuts, [](Of of) { return of.facts.misstated.count > 0 && of.settings.duration > 0; },
      "Segments last {lengths}, but the playlist says {duration} s; players may stall. ({misstated}, "
      "rounded to seconds)",
      [](Of of, Cure& cure) {
@@ -194,45 +187,44 @@ constexpr Question questions[] = {
          cure.settings.duration = cure.aligns ? of.settings.duration : fitting;
      }},
 
-    {8, Moment::any, false, [](Of of) { return !of.facts.lost.empty(); },
+    {8, any, [](Of of) { return !of.facts.lost.empty(); },
      "Packets were lost on the way, at least {lost}."},
-    {8, Moment::any, false, [](Of of) { return !of.facts.lost.empty() && of.facts.restarts.count == 0; },
+    {8, any, [](Of of) { return !of.facts.lost.empty() && of.facts.restarts.count == 0; },
      "A pipe loses none; where they come over UDP, make the buffer larger.",
      [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->source); }},
 
-    {9, Moment::any, false, [](Of of) { return of.settings.duration < 1; },
+    {9, any, [](Of of) { return of.settings.duration < 1; },
      "--duration={duration} is too short: players need a second or more.",
      [](Of, Cure& cure) { cure.settings.duration = 4; }},
-    {9, Moment::any, false, [](Of of) { return of.settings.window < 0; },
+    {9, any, [](Of of) { return of.settings.window < 0; },
      "--window={window} deletes nothing, and the playlist grows without end.",
      [](Of, Cure& cure) { cure.settings.window = least_window + 1; }},
-    {9, Moment::any, false,
-     [](Of of) { return of.settings.window > 0 && of.settings.window < least_window; },
+    {9, any, [](Of of) { return of.settings.window > 0 && of.settings.window < least_window; },
      "--window={window} keeps too few segments: players start three or four before the end of a live "
      "playlist. (segmenter-run takes care of the window.)",
      [](Of, Cure& cure) { cure.settings.window = least_window + 1; }}, // the oldest is in use, too
-    {9, Moment::end, true, [](Of of) { return of.settings.window == 0 && of.facts.segments > 1; },
+    {9, note, [](Of of) { return of.settings.window == 0 && of.facts.segments > 1; },
      "With --window=0 every playlist says that the stream is over, as suits a recording. For a live "
      "stream give --window=6, or use segmenter-run, which takes care of the window."},
 
-    {10, Moment::any, false, [](Of of) { return of.facts.jumps.count > 0; },
+    {10, any, [](Of of) { return of.facts.jumps.count > 0; },
      "Timestamps jump forward {jumps}: players stand still or stall.",
      [](Of of, Cure& cure) { cure.aligns |= of.facts.lost.empty(); }},
-    {11, Moment::any, false, [](Of of) { return of.facts.damaged + of.facts.scrambled > 0; },
+    {11, any, [](Of of) { return of.facts.damaged + of.facts.scrambled > 0; },
      "Players cannot use all of {packets}: {damaged} with the transport error indicator, {scrambled} "
      "scrambled."},
-    {12, Moment::end, false,
+    {12, end,
      [](Of of) {
          return of.isCut() && of.facts.measured.count < 2 && of.facts.restarts.count == 0 &&
                 !isStuck(of.facts, of.settings);
      },
      "Too short to judge: {video time} of video, less than two whole segments. Look at {enough} or "
      "more."},
-    {13, Moment::any, false, [](Of of) { return !of.stray_words.empty(); },
+    {13, any, [](Of of) { return !of.stray_words.empty(); },
      "Some words on the command line are no options: {words}. A value follows an equals sign. Taken "
      "were --duration={duration} --window={window} --mux_type={mux_type}; look again with your own.",
      [](Of of, Cure& cure) { cure = {.advice = cure.advice, .settings = of.settings}; }},
-    {14, Moment::end, true, [](Of of) { return !unplayableStreams(of.facts).empty(); },
+    {14, note, [](Of of) { return !unplayableStreams(of.facts).empty(); },
      "Browsers play H.264 and AAC, but not what is on these PIDs: {streams}."},
 };
 // clang-format on
@@ -261,8 +253,8 @@ std::vector<Finding> judge(const StreamFacts& facts, const Options& settings,
         values = values.empty() ? valuesOf(stream) : values;
         question.fix(stream, cure);
         if (findings.empty() || findings.back().number != question.number ||
-            findings.back().is_note != question.is_note) {
-            findings.push_back({question.number, question.is_note, ""});
+            findings.back().is_note != (question.moment == note)) {
+            findings.push_back({question.number, question.moment == note, ""});
         }
         std::string& text = findings.back().text;
         text += (text.empty() ? "" : " ") + fill(question.text, values);

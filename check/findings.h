@@ -17,6 +17,7 @@ enum class Moment {
     any,        ///< once it is seen
     after_cuts, ///< once segments were cut, or none was for a long time
     end,        ///< when the stream is over
+    note,       ///< then, too, and it is nothing to fix
 };
 
 /// All that can be told at `moment` of the stream that `facts` describes, cut with `settings`, in

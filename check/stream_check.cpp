@@ -54,7 +54,7 @@ bool StreamCheck::end() {
     reader.end();
     const StreamFacts& facts = reader.facts();
     Cure cure = {};
-    const std::vector<Finding> findings = judge(facts, settings, stray_words, Moment::end, cure);
+    const std::vector<Finding> findings = judge(facts, settings, stray_words, Moment::note, cure);
     std::string numbers;
     std::uint64_t to_fix = 0;
     for (const Finding& finding : findings) {

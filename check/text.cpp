@@ -9,12 +9,9 @@
 std::string decimal(double number, int digits) {
     std::ostringstream out;
     out << std::fixed << std::setprecision(digits) << number;
-    std::string text = out.str();
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.') {
-        text.pop_back();
-    }
-    return text;
+    const std::string text = out.str();
+    const std::size_t end = text.find_last_not_of('0');
+    return text.substr(0, text[end] == '.' ? end : end + 1);
 }
 
 std::string seconds(std::int64_t ticks) {
