@@ -108,6 +108,14 @@ TEST_F(RunScript, EndsWhenNobodyPublishes) {
     EXPECT_EQ(program.end().status, 0);
 }
 
+TEST_F(RunScript, LeavesNoProcessWhereOutputsAreClosed) {
+    const Program program = start("www --duration=0 >&- 2>&-");
+    program.write(streamOf(3));
+    EXPECT_EQ(program.end().status, 0);
+    EXPECT_EQ(std::system("flock -w 10 www true"), 0);
+    EXPECT_EQ(runsIn("www"), (std::vector{3}));
+}
+
 TEST_F(RunScript, RefusesOptionsThatMakeNoSense) {
     for (const std::string option :
          {"--prefix=x/", "--url_prefix=x", "--from=x", "--to=x", "--window=0", "--window=99",
