@@ -41,46 +41,51 @@ Publisher::Publisher(const PublishSettings& settings, Moment now, Tell tell, Tel
     : settings(settings), tell(std::move(tell)), warn(std::move(warn)), run(settings),
       last_news(now) {
     const std::string path = settings.to + settings.playlist_name;
-    const std::string text = readText(path);
-    const std::optional<LivePlaylist> last = readPlaylist(text);
+    const std::optional<LivePlaylist> last = readPlaylist(readText(path));
     if (last) {
-        findFilesOf(*last, now);
+        playlist = *last;
+        findFiles(now);
     } else if (std::error_code error; std::filesystem::exists(path, error)) {
         this->warn(path + " is not a playlist of this program: a new stream takes its place.");
     }
-    if (last && !last->is_ended) {
-        playlist = *last;
-    } else {
-        playlist.stream = std::random_device()();
+    if (!last || last->is_ended) {
+        playlist = {.stream = std::random_device()()};
     }
 }
 
-/// Finds out what an earlier process left of the stream whose playlist is `last`.
-void Publisher::findFilesOf(const LivePlaylist& last, Moment now) {
-    longest_list = listedLength(last);
-    const Moment due =
-        now + std::chrono::milliseconds(longest_list) + std::chrono::seconds(last.target_duration);
-    const std::uint32_t end = nextNumber(last);
-    for (const std::uint32_t number : numberedFiles(settings.to, addressPrefix(last.stream))) {
-        const std::string name = address(last.stream, number);
-        if (number < last.sequence) {
-            left.push_back({name, due});
-        } else if (last.is_ended) {
+/// Finds out what an earlier process left of the stream.
+void Publisher::findFiles(Moment now) {
+    longest_list = std::max(listedLength(playlist), (settings.listed + 1) * longestSegment());
+    const std::uint32_t end = nextNumber(playlist);
+    for (const std::uint32_t number : numberedFiles(settings.to, addressPrefix(playlist.stream))) {
+        const std::string name = address(playlist.stream, number);
+        if (number < playlist.sequence) {
+            left.push_back({name, now + grace()});
+        } else if (playlist.is_ended) {
             leaving.push_back(name); // when the playlist of the next stream takes this one's place
         } else if (number == end + unlisted.size()) {
-            unlisted.push_back(measure(name, last)); // moved, and then the process was ended
+            unlisted.push_back(measure(name)); // moved, and then the process was killed
         } else if (number + 1 == end) {
-            previous = measure(name, last);
+            previous = measure(name);
         }
     }
-    date = last.segments.back().date + last.segments.back().length;
+    date = playlist.segments.back().date + playlist.segments.back().length;
     while (left.size() > 2 * static_cast<std::size_t>(settings.listed)) {
         deleteOldest();
     }
 }
 
-FinishedSegment Publisher::measure(const std::string& name, const LivePlaylist& last) const {
-    return measureFile(settings.to + name, settings.mux_type, last.target_duration);
+/// The most that a segment lasts, in milliseconds: rounded, it is the target duration.
+std::int64_t Publisher::longestSegment() const { return 1000 * playlist.target_duration + 500; }
+
+/// How long a file stays that leaves the list: as the longest list, and a segment more (RFC 8216,
+/// 6.2.2).
+std::chrono::milliseconds Publisher::grace() const {
+    return std::chrono::milliseconds(longest_list + longestSegment());
+}
+
+FinishedSegment Publisher::measure(const std::string& name) const {
+    return measureFile(settings.to + name, settings.mux_type, playlist.target_duration);
 }
 
 bool Publisher::look(Moment now, bool is_over) {
@@ -95,7 +100,7 @@ bool Publisher::look(Moment now, bool is_over) {
     }
     bool is_done = is_written || writePlaylist(now);
     for (auto segment = segments.begin(); is_done && segment != segments.end(); ++segment) {
-        is_done = publish(*segment) && writePlaylist(now);
+        is_done = publish(*segment, now);
     }
     if (is_done && is_over && settings.end == 1 && run.hasEndTag() && !playlist.segments.empty()) {
         playlist.is_ended = true;
@@ -109,15 +114,22 @@ bool Publisher::look(Moment now, bool is_over) {
     return is_done;
 }
 
-/// Moves `segment` to its address and appends it to the playlist, which is then to be written.
-bool Publisher::publish(const FinishedSegment& segment) {
+/// Moves `segment` to its address and appends it to the playlist.
+bool Publisher::publish(const FinishedSegment& segment, Moment now) {
     const std::string name = address(playlist.stream, nextNumber(playlist));
     const std::string path = settings.to + name;
     if (std::rename(segment.path.c_str(), path.c_str()) != 0) {
-        return fail(segment.path + " cannot be moved to " + path + ": " + std::strerror(errno));
+        const std::string reason = std::strerror(errno);
+        if (std::error_code none; !std::filesystem::exists(segment.path, none)) {
+            return true; // the segmenter's window was faster
+        }
+        return fail(segment.path + " cannot be moved to " + path + ": " + reason);
     }
     if (!unlisted.empty()) {
         unlisted.erase(unlisted.begin());
+    }
+    if (previous && previous->number && segment.number > *previous->number + 1) {
+        warn("Segments were lost in front of " + name + ": the segmenter's --window is too small.");
     }
     const std::int64_t length = milliseconds(segment.times.length);
     const bool follows_previous = follows(segment);
@@ -139,8 +151,7 @@ bool Publisher::publish(const FinishedSegment& segment) {
     news.push_back("published " + name + ' ' + secondsText(length));
     ticks_since_date += segment.times.length;
     previous = segment;
-    is_written = false;
-    return true;
+    return writePlaylist(now);
 }
 
 /// True when `segment` belongs to the same run as the one published before it, and its timestamps
@@ -175,8 +186,7 @@ bool Publisher::writePlaylist(Moment now) {
         tell(line);
     }
     for (const std::string& name : std::exchange(leaving, {})) {
-        left.push_back({name, now + std::chrono::milliseconds(longest_list) +
-                                  std::chrono::seconds(playlist.target_duration)});
+        left.push_back({name, now + grace()});
     }
     return true;
 }

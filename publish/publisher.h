@@ -31,9 +31,11 @@ private:
         Moment due;
     };
 
-    void findFilesOf(const LivePlaylist& last, Moment now);
-    [[nodiscard]] FinishedSegment measure(const std::string& name, const LivePlaylist& last) const;
-    bool publish(const FinishedSegment& segment);
+    void findFiles(Moment now);
+    [[nodiscard]] std::int64_t longestSegment() const;
+    [[nodiscard]] std::chrono::milliseconds grace() const;
+    [[nodiscard]] FinishedSegment measure(const std::string& name) const;
+    bool publish(const FinishedSegment& segment, Moment now);
     [[nodiscard]] bool follows(const FinishedSegment& segment) const;
     bool writePlaylist(Moment now);
     void deleteOldest();
