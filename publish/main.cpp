@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -34,15 +35,21 @@ void warn(const std::string& sentence) {
     say(STDERR_FILENO, "segmenter-publish: " + sentence + '\n');
 }
 
-/// Locks `path`, a file that is made for it, until the process ends. False when another process has
-/// locked it.
-bool lockFile(const std::string& path) {
+/// Locks a file beside the public playlist until the process ends. Returns why that cannot be, as a
+/// sentence; empty when it was done.
+std::string lockPlaylist(const PublishSettings& settings) {
     constexpr mode_t mode = 0600;
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, mode);
+    const std::string path = settings.to + '.' + settings.playlist_name + ".lock";
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, mode);
+    if (descriptor < 0) {
+        return path + " cannot be opened: " + std::strerror(errno) + ".";
+    }
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    return ::fcntl(descriptor, F_SETLK, &lock) == 0;
+    return ::fcntl(descriptor, F_SETLK, &lock) == 0
+               ? ""
+               : "Another process publishes " + settings.to + settings.playlist_name + ".";
 }
 
 /// Waits a moment for standard input, and passes on what comes there to standard error. False at
@@ -73,8 +80,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::string refusal = settings.refusal();
-    if (refusal.empty() && !lockFile(settings.to + '.' + settings.playlist_name + ".lock")) {
-        refusal = "Another process publishes " + settings.to + settings.playlist_name + ".";
+    if (refusal.empty()) {
+        refusal = lockPlaylist(settings);
     }
     if (!refusal.empty()) {
         warn(refusal);
