@@ -17,17 +17,20 @@
 
 namespace {
 
-/// Leaves the whole packets of the file at `path`, and the time when it was last written. Returns
-/// false when it has none, or cannot be cut.
+/// Leaves the whole packets of the file at `path`, and the time when it was last written; as it is
+/// where it cannot be cut. Returns false when it has none.
 bool cutToPackets(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
-    if (!error && size % packet_size != 0) {
+    if (error || size < packet_size) {
+        return false;
+    }
+    if (size % packet_size != 0) {
         const auto written = std::filesystem::last_write_time(path, error);
         std::filesystem::resize_file(path, size - size % packet_size, error);
         std::filesystem::last_write_time(path, written, error);
     }
-    return !error && size >= packet_size;
+    return true;
 }
 
 /// When the file at `path` was last written, in milliseconds since 1970, UTC.
