@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 
@@ -18,12 +19,20 @@ namespace po = vex::program_options_lite;
 namespace {
 
 constexpr std::int32_t least_listed = 3; // target durations that a live list lasts: RFC 8216, 6.2.2
+constexpr std::int32_t most_listed = 5000; // half a megabyte, which is written for each segment
 
 /// Ends the name of a folder in "/".
 void endInSlash(std::string& folder) {
     if (!folder.empty() && !folder.ends_with('/')) {
         folder += '/';
     }
+}
+
+/// True when files can be moved from `from` to `to`. Nothing is moved: "." never can be, but a
+/// system says first whether the folders are on one mount; two bind mounts of one file system are
+/// not.
+bool areOnOneMount(const std::string& from, const std::string& to) {
+    return std::rename((from + '.').c_str(), (to + '.').c_str()) == 0 || errno != EXDEV;
 }
 
 /// The sentence about a folder for which the last system call failed.
@@ -44,7 +53,7 @@ bool PublishSettings::parseOptions(int argc, const char** argv) {
         ("from", from, "", "folder that the segmenter writes into")
         ("to", to, "", "public folder, on the same file system")
         ("playlist_name", playlist_name, default_playlist_name, "file name of both playlists")
-        ("listed", listed, 5, "segments that the public playlist lists, 3 or more")
+        ("listed", listed, 5, "segments that the public playlist lists, 3 to 5000")
         ("mux_type", mux_type, 0, "muxer of the stream: 0 - FFMPEG, 1 - GST")
         ("end", end, 0, "1 - a clean end of the run ends the stream too");
     // clang-format on
@@ -69,6 +78,9 @@ std::string PublishSettings::refusal() const {
     if (listed < least_listed) {
         return "--listed takes 3 or more, since a live playlist lasts three target durations.";
     }
+    if (listed > most_listed) {
+        return "--listed takes 5000 or less, since players fetch the whole list again and again.";
+    }
     if (findMuxer(mux_type) == nullptr) {
         return "--mux_type takes 0 for FFmpeg and 1 for GStreamer.";
     }
@@ -81,7 +93,7 @@ std::string PublishSettings::refusal() const {
             return unusable(is_to ? to : from);
         }
     }
-    if (status[0].st_dev != status[1].st_dev) {
+    if (status[0].st_dev != status[1].st_dev || !areOnOneMount(from, to)) {
         return from + " and " + to +
                " are on different file systems, between which files cannot be moved in one step.";
     }

@@ -384,6 +384,7 @@ TEST_F(Publish, RefusesWhatMakesNoSense) {
           {"--from=run --to=/proc/self", "run/ and /proc/self/ are on different file systems,"},
           {"--from=run --to=www --playlist_name=../live.m3u8", "--playlist_name takes a file name"},
           {"--from=run --to=www --listed=2", "--listed takes 3 or more,"},
+          {"--from=run --to=www --listed=5001", "--listed takes 5000 or less,"},
           {"--from=run --to=www --mux_type=2", "--mux_type takes 0 for FFmpeg and 1 for GStreamer."},
           {"--from=run --to=www --end=2", "--end takes 0 or 1."}}) {
         const Outcome outcome = Program(SEGMENTER_PUBLISH " "s + options).end();
