@@ -26,6 +26,9 @@ constexpr std::int64_t milliseconds_per_second = 1000;
 /// A sequence number up to this one is read back, so that there is room for what follows.
 constexpr std::uint32_t largest_sequence = 4'000'000'000;
 
+/// A target duration up to this one is read back, so that the time that files stay can be counted.
+constexpr std::int64_t largest_target = 1'000'000;
+
 /// `date` as RFC 3339 writes it, such as "2026-11-25T13:20:23.120Z".
 std::string dateText(std::int64_t date) {
     using namespace std::chrono;
@@ -165,7 +168,8 @@ std::optional<LivePlaylist> readPlaylist(const std::string& text) {
     // What would be written again just as it was is a playlist of ours: nothing else need be
     // checked.
     const bool is_ours = playlist.sequence <= largest_sequence && playlist.target_duration > 0 &&
-                         !playlist.segments.empty() && playlistText(playlist) == text;
+                         playlist.target_duration <= largest_target && !playlist.segments.empty() &&
+                         playlistText(playlist) == text;
     return is_ours ? std::optional(playlist) : std::nullopt;
 }
 
