@@ -24,7 +24,8 @@ unsigned parseGNU(Options& opts, unsigned /*remaining*/, const char** argv) {
     const std::size_t equals = argument.find('=');
     const bool has_value = equals != std::string::npos;
     const std::string name = argument.substr(start, has_value ? equals - start : equals);
-    storePair(opts, true, false, name, has_value ? argument.substr(equals + 1) : "1");
+    storePair(opts, /*allow_long=*/true, /*allow_short=*/false, name,
+              has_value ? argument.substr(equals + 1) : "1");
     return 0;
 }
 
@@ -34,7 +35,7 @@ unsigned parseSHORT(Options& opts, unsigned remaining, const char** argv) {
     if (start == std::string::npos || remaining == 1) {
         return 0;
     }
-    storePair(opts, false, true, argument.substr(start), argv[1]);
+    storePair(opts, /*allow_long=*/false, /*allow_short=*/true, argument.substr(start), argv[1]);
     return 1;
 }
 

@@ -56,7 +56,7 @@ void scanLine(Options& opts, std::string& line) {
         return;
     }
     const std::size_t value_last = line.find_last_not_of(white_space, comment - 1);
-    storePair(opts, true, false, line.substr(name, name_end - name),
+    storePair(opts, /*allow_long=*/true, /*allow_short=*/false, line.substr(name, name_end - name),
               line.substr(value, value_last + 1 - value));
 }
 

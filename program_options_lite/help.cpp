@@ -17,8 +17,8 @@ static_assert(sizeof spaces == 40 + 1);
 /// A run of `n` blanks, at most 40.
 const char* blanks(std::size_t n) { return spaces + (sizeof spaces - 1 - n); }
 
-/// Writes the first short and the first long name of `entry`, the long one always in the same
-/// column as long as short names keep to `short_width` characters.
+/// Writes the first short and the first long name of `entry`. The short one gets `short_width`
+/// columns, so that the long ones stand below each other.
 void doHelpOpt(std::ostream& out, const Options::Names& entry, unsigned short_width) {
     if (entry.short_names.empty()) {
         out << "   " << blanks(short_width);

@@ -13,7 +13,8 @@
 ///
 /// Once the timestamp of the latest video PES packet is past the cut time, the next packet on the
 /// muxer's cut PID begins a segment, and the cut time moves the duration setting past that
-/// timestamp. A timestamp lower than the one before moves the cut time too, without a cut.
+/// timestamp. A timestamp lower than the one before moves the cut time too, without a cut. The
+/// first cut time is 0, which the first timestamp has usually passed: the first segment is short.
 class CutRule {
 public:
     /// Reads `settings`, which must outlive the rule, at every packet.

@@ -42,6 +42,7 @@ int main(int argc, char** argv) {
         segment_file.append({unwritten, input.end()}); // nothing, where no file could be opened
     }
 
+    // The playlist leaves out the newest segment, as it is still being written; now it is finished.
     updateIndexFile(settings, first, count + 1, true);
     if (count > 0) {
         holdBackEndingSignals();

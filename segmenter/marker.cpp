@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* marker_path = SEGMENTER_MARKER; // each program of the build names its own
 
-/// Runs `command`; what comes of it is nobody's concern.
+/// Runs `command`. Its exit status is not looked at: nothing depends on it.
 void runShell(const std::string& command) { std::ignore = std::system(command.c_str()); }
 
 } // namespace

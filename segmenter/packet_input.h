@@ -17,7 +17,7 @@ public:
     [[nodiscard]] char* end() { return buffer.data() + whole; }
 
 private:
-    /// More than a pipe holds, and whole pages of 4 KiB, which a file is copied by.
+    /// 188 KiB: more than a pipe holds (64 KiB), and a multiple of the 4 KiB pages of memory.
     static constexpr std::size_t capacity = std::size_t{1024} * packet_size;
 
     std::array<char, capacity> buffer;

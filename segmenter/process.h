@@ -1,7 +1,7 @@
 #pragma once
 
-/// Opens /dev/null in place of standard input, output and error where the program was started
-/// without them, so that no file that it writes gets their numbers.
+/// Opens /dev/null as standard input, output or error if the program was started with it closed.
+/// Otherwise the next file opened would get its number, and messages would be written into it.
 void fillStandardDescriptors();
 
 /// From here on, a write into a pipe that nobody reads, or beyond the limit on the size of files,

@@ -14,7 +14,7 @@ struct CutRow {
     std::vector<Stream> segments;
 };
 
-constexpr std::uint64_t last_tick = 8589934591; // the clock begins anew behind it
+constexpr std::uint64_t last_tick = 8589934591; // the clock wraps behind it
 using Seconds = std::numeric_limits<std::int32_t>;
 
 /// The rows, with the packets of one muxer.
@@ -40,7 +40,7 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
         {.name = "an equal timestamp moves nothing",
          .segments = {{video(9)}, {table, video(450009), video(450009), table, video(450010)},
                       {table}}},
-        {.name = "the clock beginning anew is a fall",
+        {.name = "a wrap of the clock is a fall",
          .segments = {{video(last_tick)},
                       {table, video(0), table, video(450000), table, video(450001)}, {table}}},
         {.name = "after the longest duration nothing is cut",

@@ -1,5 +1,7 @@
 #include "tsinspect/dump.h"
 
+// The labels are part of the output that others read, so their odd spellings are kept.
+
 namespace {
 
 /// Writes `label`, then `value` in hexadecimal, and ends the line.

@@ -10,8 +10,8 @@ inline constexpr std::uint32_t ticks_per_second = 90000;
 /// Timestamps count modulo 2^33.
 inline constexpr std::uint64_t pts_modulus = std::uint64_t{1} << 33U;
 
-/// The way from timestamp `from` to `to` in ticks: forward, or backward as a negative number,
-/// whichever is shorter across the wrap of the clock.
+/// The difference from timestamp `from` to `to` in ticks, negative where `to` is earlier. Since the
+/// clock wraps, there are two ways from one to the other: the shorter one is taken.
 constexpr std::int64_t ticksBetween(std::uint64_t from, std::uint64_t to) {
     const std::uint64_t forward = (to - from) % pts_modulus;
     return static_cast<std::int64_t>(forward) -
