@@ -7,60 +7,10 @@
 
 namespace {
 
-// More packets in words.
-
-/// A program association table with the program map table of one program on PID 0x1000.
-std::string pat() {
-    return packet({.pid = 0, .payload = "\0\0\xB0\x0D\0\1\xC1\0\0\0\1\xF0\0CRC4"s});
-}
-
-std::string pmt() { return packet({.pid = 0x1000}); }
-
-/// A program map table of streams of these types, on PID 0x100 and those behind it.
-std::string pmtOf(std::initializer_list<char> types) {
-    std::string streams;
-    for (const char type : types) {
-        streams += type + "\xE1"s + static_cast<char>(streams.size() / 5) + "\xF0\0"s;
-    }
-    const auto length = static_cast<char>(13 + streams.size());
-    return packet(
-        {.pid = 0x1000,
-         .payload = "\0\2\xB0"s + length + "\0\1\xC1\0\0\xE1\0\xF0\0"s + streams + "CRC4"});
-}
-
-/// Packets with these continuity counters.
-std::string counters(std::uint32_t pid, std::initializer_list<unsigned> values) {
-    std::string packets;
-    for (const unsigned value : values) {
-        packets += packet({.pid = pid, .counter = value});
-    }
-    return packets;
-}
-
-/// `count` frames, `step` ticks apart; with the first one decoding can begin.
-std::string frames(std::uint64_t pts, int count = 5, std::uint64_t step = 22500) {
-    std::string packets = packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(pts)});
-    while (--count > 0) {
-        packets += video(pts += step);
-    }
-    return packets;
-}
-
 /// All tables and such frames: a segment that players can begin with. Those of five frames, a
 /// quarter of a second apart, are right for a duration of 1.
 std::string segment(std::uint64_t pts, int count = 5, std::uint64_t step = 22500) {
     return table() + pat() + pmt() + frames(pts, count, step);
-}
-
-/// Frames one after the other, each with the timestamps of presentation and decoding.
-std::string reordered(std::initializer_list<std::pair<std::uint64_t, std::uint64_t>> times) {
-    std::string packets;
-    for (const auto& [pts, dts] : times) {
-        std::string header = pesHeader(pts);
-        header[7] = '\xC0';
-        packets += packet({.pid = 0x100, .payload = header + pesHeader(dts).substr(9)});
-    }
-    return packets;
 }
 
 /// `packets`, the first of which has these bits set in its byte `at` of the header.
@@ -125,8 +75,8 @@ const StreamRow rows[] = {
                  packet({.pid = 0x101, .payload = "\0\0\1\xC0"s})}},
     {.name = "sound alone", .packets = {table(), packet({.pid = 0x101, .payload = "\0\0\1\xC0"s})}},
     {.name = "an unknown muxer", .settings = {.duration = 1, .window = 5, .mux_type = 2},
-     .packets = {table(), frames(0), pat(), pmt(), frames(112500)}},
-    {.name = "no table", .packets = {pat(), pmt(), frames(0), frames(112500)}},
+     .packets = {table(), frames(0, 5), pat(), pmt(), frames(112500, 5)}},
+    {.name = "no table", .packets = {pat(), pmt(), frames(0, 5), frames(112500, 5)}},
     // findings 4, 5 and 10: timestamps that fall or jump, or that nothing follows
     {.name = "B-frames",
      .packets = {segment(45000, 1), video(112500), video(67500), video(90000), table(),

@@ -21,15 +21,6 @@ namespace fs = std::filesystem;
 
 constexpr std::time_t noon = 1764072000; // of 2025-11-25
 
-/// `count` frames, a quarter of a second apart.
-std::string frames(std::uint64_t pts, int count = 4) {
-    std::string packets;
-    for (; count > 0; --count, pts += 22500) {
-        packets += video(pts % pts_modulus);
-    }
-    return packets;
-}
-
 /// A playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
 /// discontinuity sequence 1 and the target duration 4, and a discontinuity before its last segment.
 std::string inShort(const LivePlaylist& playlist) {
