@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -48,9 +49,46 @@ Publisher::Publisher(const PublishSettings& settings, Moment now, Tell tell, Tel
     } else if (std::error_code error; std::filesystem::exists(path, error)) {
         this->warn(path + " is not a playlist of this program: a new stream takes its place.");
     }
+    findStreams();
     if (!last || last->is_ended) {
         playlist = {.stream = std::random_device()()};
     }
+}
+
+/// Finds the files of other streams that began here, to delete them when their time is over.
+void Publisher::findStreams() {
+    std::istringstream prefixes(readText(streamsPath()));
+    char point = 0;
+    for (std::uint32_t stream = 0; prefixes >> std::hex >> stream >> point;) {
+        const auto numbers = numberedFiles(settings.to, addressPrefix(stream));
+        streams += numbers.empty() ? "" : addressPrefix(stream) + '\n';
+        for (const std::uint32_t number : numbers) {
+            if (playlist.segments.empty() || stream != playlist.stream) {
+                leaving.push_back(address(stream, number));
+            }
+        }
+    }
+}
+
+std::string Publisher::streamsPath() const {
+    return settings.to + '.' + settings.playlist_name + ".streams";
+}
+
+/// Begins a stream with the first `segments`: its name is on disk before any file has it.
+bool Publisher::beginStream(const std::vector<FinishedSegment>& segments) {
+    const std::string path = streamsPath();
+    if (!replaceFile(path, streams + addressPrefix(playlist.stream) + '\n')) {
+        return fail(path + " cannot be written; it is tried again until it can");
+    }
+    playlist.target_duration = run.statedDuration();
+    for (const FinishedSegment& segment : segments) {
+        playlist.target_duration =
+            std::max(playlist.target_duration, roundedSeconds(milliseconds(segment.times.length)));
+    }
+    if (!leaving.empty()) { // how long their lists were is not known
+        longest_list = std::max(longest_list, (settings.listed + 1) * longestSegment());
+    }
+    return true;
 }
 
 /// Finds out what an earlier process left of the stream.
@@ -91,12 +129,8 @@ FinishedSegment Publisher::measure(const std::string& name) const {
 bool Publisher::look(Moment now, bool is_over) {
     std::vector<FinishedSegment> segments = run.look(now, is_over);
     segments.insert(segments.begin(), unlisted.begin(), unlisted.end());
-    if (playlist.target_duration == 0 && !segments.empty()) {
-        playlist.target_duration = run.statedDuration();
-        for (const FinishedSegment& segment : segments) {
-            playlist.target_duration = std::max(playlist.target_duration,
-                                                roundedSeconds(milliseconds(segment.times.length)));
-        }
+    if (playlist.target_duration == 0 && !segments.empty() && !beginStream(segments)) {
+        return false;
     }
     bool is_done = is_written || writePlaylist(now);
     for (auto segment = segments.begin(); is_done && segment != segments.end(); ++segment) {

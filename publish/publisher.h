@@ -32,6 +32,9 @@ private:
     };
 
     void findFiles(Moment now);
+    void findStreams();
+    [[nodiscard]] std::string streamsPath() const;
+    bool beginStream(const std::vector<FinishedSegment>& segments);
     [[nodiscard]] std::int64_t longestSegment() const;
     [[nodiscard]] std::chrono::milliseconds grace() const;
     [[nodiscard]] FinishedSegment measure(const std::string& name) const;
@@ -47,6 +50,7 @@ private:
     Tell warn;
     RunFolder run;
     LivePlaylist playlist;
+    std::string streams;                     // that began here before and have files, a line each
     bool is_written = true;                  // the playlist stands in the folder as it is here
     std::vector<FinishedSegment> unlisted;   // found in the public folder, not in its playlist
     std::optional<FinishedSegment> previous; // the segment published last

@@ -277,8 +277,11 @@ TEST_F(Publish, EndsAStreamAfterACleanEndIfAskedTo) {
     list(0, 0);
     EXPECT_EQ(end(), "published 0 1.000; ");
     EXPECT_EQ(listed(), "0/0 1 s: 1.000") << "another stream";
+    restart(); // which does not forget the files of the first one
+    cut(1, {frames(90000)});
+    end();
     look(7499); // the longest time that four segments and one more can have lasted
-    EXPECT_EQ(filesLeft(), 3);
+    EXPECT_EQ(filesLeft(), 4);
     EXPECT_EQ(look(1), "deleted 0; deleted 1; ");
 }
 
@@ -348,7 +351,7 @@ TEST_F(Publish, StandsBehindTheSegmenterInAPipe) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.250 1.000");
     EXPECT_TRUE(outcome.output.ends_with(".0000000002.ts 1.000\n")) << outcome.output;
-    EXPECT_EQ(outcome.files.size(), 6U) << "three segments, two playlists, a lock";
+    EXPECT_EQ(outcome.files.size(), 7U) << "three segments, two playlists, a lock, a name";
 }
 
 TEST_F(Publish, IsEndedByNothingButTheEndOfItsInput) {
