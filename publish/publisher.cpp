@@ -163,7 +163,8 @@ bool Publisher::publish(const FinishedSegment& segment, Moment now) {
         unlisted.erase(unlisted.begin());
     }
     if (previous && previous->number && segment.number > *previous->number + 1) {
-        warn("Segments were lost in front of " + name + ": the segmenter's --window is too small.");
+        warn("Segments were lost in front of " + name +
+             ": the disk was full, or --window is too small.");
     }
     const std::int64_t length = milliseconds(segment.times.length);
     const bool follows_previous = follows(segment);
