@@ -159,7 +159,7 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
 
     // clang-format off
     for (const auto& [part, other] : {
-             std::pair("TION:4", "TION:-4"), {"TION:4", "TION:1000001"},
+             std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
              {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
              {"EXTINF:4.040", "EXTINF:4.04"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
              {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
@@ -332,7 +332,13 @@ TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
     EXPECT_EQ(listed(), "0/0 2 s: 2.000");
     fs::remove("www/live.m3u8.tmp");
     EXPECT_EQ(look(), "published 1 2.500; ");
-    EXPECT_EQ(listed(), "0/0 3 s: 2.000 2.500");
+    fs::remove(segmentName("run/", 2));
+    cut(4);
+    cut(5);
+    list(4, 4, 2);
+    EXPECT_EQ(look(), "! Segments were lost in front of 2: the disk was full, or --window is too "
+                      "small. published 2 1.000; ");
+    EXPECT_EQ(listed(), "0/0 3 s: 2.000 2.500 | 1.000");
 
     std::ofstream("www/live.m3u8") << "half a playl";
     said.clear();
