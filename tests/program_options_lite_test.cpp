@@ -44,7 +44,7 @@ std::string afterLines(const std::string& lines) {
 
 /// The help text for options with these names and texts.
 std::string help(unsigned columns,
-                 const std::vector<std::pair<const char*, const char*>>& options) {
+                 const std::vector<std::pair<std::string, std::string>>& options) {
     int target = 0;
     po::Options opts;
     for (const auto& [names, text] : options) {
@@ -101,21 +101,17 @@ TEST(ConfigFile, GivesOptionsTheirValues) {
 }
 
 TEST(Help, IsLaidOutInColumns) {
-    EXPECT_EQ(help(29, {{"h,help", "text"},
-                        {"-hhhhh", "wide"},
-                        {"no-text", ""},
-                        {"long-name", "one two a b c d five"},
-                        {"full", "12345 78"},
-                        {"gap", "12345678   90"},
-                        {"word", "1234567890"},
-                        {"front", " 1234567890"},
-                        {"end", "1234567    "},
-                        {"lines", "a long first line\nb\nc"}}),
+    // clang-format off
+    EXPECT_EQ(help(29, {{"h,help", "text"}, {"-hhhhh", "wide"}, {"no-text", ""},
+                        {"long-name", "one two a b c d five"}, {"full", "12345 78"},
+                        {"gap", "12345678   90"}, {"word", "1234567890"}, {"front", " 1234567890"},
+                        {"end", "1234567    "}, {"lines", "a long first line\nb\nc"}}),
               readFile(ROOT "tests/help.txt"));
+    // clang-format on
     EXPECT_EQ(help(14, {{"aa", "there is no room"}}), "        --aa  there is no room\n");
     EXPECT_EQ(help(80, {{"aa", "line\n"}}), "        --aa  line\n              \n");
-    EXPECT_EQ(help(80, {{"abcdefghijklmnopqrstuvw", "no gap"}}),
-              "        --abcdefghijklmnopqrstuvwno gap\n");
-    EXPECT_EQ(help(80, {{"abcdefghijklmnopqrstuvwx", "below"}}),
-              "        --abcdefghijklmnopqrstuvwx\n                                 below\n");
+    const std::string long_name = "abcdefghijklmnopqrstuvw";
+    EXPECT_EQ(help(80, {{long_name, "no gap"}}), "        --" + long_name + "no gap\n");
+    EXPECT_EQ(help(80, {{long_name + 'x', "below"}}),
+              "        --" + long_name + "x\n" + std::string(33, ' ') + "below\n");
 }

@@ -1,8 +1,4 @@
-#include "publish/live_playlist.h"
 #include "tests/program.h"
-
-#include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -17,17 +13,15 @@ Stream streamOf(int seconds) {
     return {packets};
 }
 
-/// How many segments of each run the playlist in `folder` lists.
-std::vector<int> runsIn(const fs::path& folder) {
-    std::vector<int> counts;
-    const auto playlist = readPlaylist(readFile(folder / "live.m3u8"));
-    for (const LiveSegment& segment : playlist.value_or(LivePlaylist{}).segments) {
-        if (segment.is_discontinuity || counts.empty()) {
-            counts.push_back(0);
-        }
-        ++counts.back();
+/// The segments that the playlist in `folder` lists: "xx xxx" for two of a run, three of the next.
+std::string listed(const fs::path& folder) {
+    std::ifstream playlist(folder / "live.m3u8");
+    std::string segments;
+    for (std::string line; std::getline(playlist, line);) {
+        segments += line.starts_with("#EXTINF") ? "x" : "";
+        segments += line == "#EXT-X-DISCONTINUITY" ? " " : "";
     }
-    return counts;
+    return segments;
 }
 
 /// Tests of segmenter-run, beside the programs that it starts.
@@ -51,23 +45,22 @@ struct RunScript : ProgramTest {
     }
 
     /// Cuts `seconds` seconds into the folder `name`, and waits until they are public.
-    static Outcome cut(const std::string& name, int seconds) {
-        const Program program = start('"' + name + "\" --duration=0 --listed=100");
+    static void cut(const std::string& name, int seconds, const std::string& redirections = "") {
+        const Program program = start('"' + name + "\" --duration=0 --listed=100" + redirections);
         program.write(streamOf(seconds));
-        Outcome outcome = program.end();
-        EXPECT_EQ(std::system(("exec 9<\"" + name + "\"; flock 9").c_str()), 0);
-        return outcome;
+        EXPECT_EQ(program.end().status, 0);
+        EXPECT_EQ(std::system(("exec 9<\"" + name + "\"; flock -w 10 9").c_str()), 0);
     }
 };
 
 TEST_F(RunScript, GoesOnWithTheStreamInFoldersOfAnyName) {
     fs::create_directory("linked");
     fs::create_directory_symlink("linked", "link");
-    for (const std::string name : {"two words", "-x", "slash/", "new/folder", "'%s*'", "link"}) {
+    for (const std::string name : {"-two words/", "new/'%s*'", "link"}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(cut(name, 4).status, 0);
-        EXPECT_EQ(cut(name, 3).status, 0);
-        EXPECT_EQ(runsIn(name), (std::vector{4, 3}));
+        cut(name, 4);
+        cut(name, 3);
+        EXPECT_EQ(listed(name), "xxxx xxx");
     }
 }
 
@@ -80,7 +73,7 @@ TEST_F(RunScript, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
     }
     std::ofstream("www/.run/live.m3u8.tmp") << "half a playlist";
     cut("www", 3);
-    EXPECT_EQ(runsIn("www"), (std::vector{1, 3}));
+    EXPECT_EQ(listed("www"), "x xxx");
     EXPECT_EQ(readFile("www/2024/film.ts"), left.bytes);
     EXPECT_EQ(readFile("www/film.ts"), left.bytes);
     EXPECT_FALSE(fs::exists("www/.run/live.m3u8.tmp") || fs::exists("www/.run/folder"));
@@ -89,31 +82,28 @@ TEST_F(RunScript, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
 TEST_F(RunScript, WaitsForTheRunBefore) {
     const Program before = start("www --duration=0");
     before.write(streamOf(3));
-    ASSERT_TRUE(eventually([] { return runsIn("www") == std::vector{2}; }));
+    ASSERT_TRUE(eventually([] { return listed("www") == "xx"; }));
     const Program next = start("www --duration=0");
     next.write(streamOf(2));
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(runsIn("www"), (std::vector{2}));
+    EXPECT_EQ(listed("www"), "xx");
     EXPECT_EQ(before.end().status, 0);
     EXPECT_EQ(next.end().status, 0);
-    EXPECT_TRUE(eventually([] { return runsIn("www") == std::vector{3, 2}; }));
+    EXPECT_TRUE(eventually([] { return listed("www") == "xxx xx"; }));
 }
 
 TEST_F(RunScript, EndsWhenNobodyPublishes) {
     const Program program = start("www --duration=0");
     program.write(streamOf(3));
-    ASSERT_TRUE(eventually([] { return runsIn("www") == std::vector{2}; }));
+    ASSERT_TRUE(eventually([] { return listed("www") == "xx"; }));
     ::kill(std::stoi(readFile("../publisher")), SIGKILL);
     EXPECT_TRUE(eventually([] { return readFile(marker_path).ends_with("vid.0000000002.ts\n"); }));
     EXPECT_EQ(program.end().status, 0);
 }
 
 TEST_F(RunScript, LeavesNoProcessWhereOutputsAreClosed) {
-    const Program program = start("www --duration=0 >&- 2>&-");
-    program.write(streamOf(3));
-    EXPECT_EQ(program.end().status, 0);
-    EXPECT_EQ(std::system("flock -w 10 www true"), 0);
-    EXPECT_EQ(runsIn("www"), (std::vector{3}));
+    cut("www", 3, " >&- 2>&-");
+    EXPECT_EQ(listed("www"), "xxx");
 }
 
 TEST_F(RunScript, RefusesOptionsThatMakeNoSense) {
