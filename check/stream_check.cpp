@@ -5,24 +5,17 @@
 
 #include <iomanip>
 #include <utility>
-#include <vector>
 
 namespace {
 
 /// What the stream is like, in a sentence.
-std::string summary(const StreamFacts& facts, const Options& settings) {
-    const auto distance = static_cast<std::int64_t>(facts.video.key_frame_distance.get());
-    const double rate = facts.video.rate();
-    return fill(
-        "{frames} of video on PID {pid}{rate}{distance}{segments}.",
-        {{"{frames}", counted(facts.video.frames, "frame")},
-         {"{pid}", pidName(facts.video_pid)},
-         {"{rate}", rate > 0 ? ", " + decimal(rate, 3) + " a second" : ""},
-         {"{distance}", distance > 0 ? ", a key frame every " + seconds(distance) : ""},
-         {"{segments}", facts.measured.count == 0 ? ""
-                                                  : "; segments of " + range(facts.measured) +
-                                                        ", and the playlist says " +
-                                                        std::to_string(settings.duration) + " s"}});
+std::string summary(const StreamFacts& facts) {
+    const Timeline& time = facts.video.time;
+    const auto distance = static_cast<std::int64_t>(time.key_frame_distance.get());
+    return counted(time.frames, "frame") + " of video on PID " + pidName(facts.video.pid) +
+           (time.rate() > 0 ? ", " + decimal(time.rate(), 3) + " a second" : "") +
+           (distance > 0 ? ", a key frame every " + seconds(distance) : "") +
+           (facts.measured.count > 0 ? ", segments of " + range(facts.measured) : "") + '.';
 }
 
 const char* mark(bool is_there) { return is_there ? "yes" : "-"; }
@@ -33,28 +26,25 @@ StreamCheck::StreamCheck(Options& settings, std::ostream& out, std::string stray
     : settings(settings), out(out), stray_words(std::move(stray_words)),
       reader(settings, [this](const SegmentFacts& segment) { writeRow(segment); }) {
     out << "   segment    packets    seconds   PAT   PMT   SDT   key-frame" << std::endl;
-    writeNews(Moment::any);
+    writeNews();
 }
 
 void StreamCheck::take(std::span<char> packets) {
-    constexpr std::uint64_t many = 4096;
     constexpr std::uint64_t often = 256; // packets
     const StreamFacts& facts = reader.facts();
     for (; !packets.empty(); packets = packets.subspan(packet_size)) {
+        const std::uint64_t segments = facts.segments;
         reader.take(packets.data());
-        if (facts.sync.packets % often == 0) {
-            const bool is_empty = facts.video.frames == 0 && facts.sync.packets >= many;
-            writeNews(is_empty || isStuck(facts, settings) ? Moment::after_cuts : Moment::any);
+        if (facts.segments > segments || facts.sync.packets % often == 0) {
+            writeNews();
         }
     }
 }
 
 bool StreamCheck::end() {
-    is_over = true;
     reader.end();
     const StreamFacts& facts = reader.facts();
-    Cure cure = {};
-    const std::vector<Finding> findings = judge(facts, settings, stray_words, Moment::note, cure);
+    const auto [findings, cure] = judge(facts, settings, stray_words, true);
     std::string numbers;
     std::uint64_t to_fix = 0;
     for (const Finding& finding : findings) {
@@ -66,23 +56,17 @@ bool StreamCheck::end() {
     out << '\n'
         << (to_fix == 0 ? "Nothing to fix." : counted(to_fix, "thing") + " to fix:") << '\n';
     for (const Finding& finding : findings) {
-        out << '\n';
-        writeWrapped(out, '[' + std::to_string(finding.number) + "] ",
-                     (finding.is_note ? "Note: " : "") + finding.text);
+        out << "\n[" << finding.number << "] " << finding.text << '\n';
     }
     writeCure(out, cure, facts, settings);
     out << '\n';
-    if (facts.video.frames > 0) {
-        writeWrapped(out, "", summary(facts, settings));
-    }
-    std::uint64_t lost = 0;
-    for (const auto& [pid, count] : facts.lost) {
-        lost += count;
+    if (facts.video.time.frames > 0) {
+        out << summary(facts) << '\n';
     }
     out << "result findings=" << (numbers.empty() ? "none" : numbers)
         << " segments=" << facts.segments
-        << " frames=" << (facts.is_elsewhere ? 0 : facts.video.frames) << " lost=" << lost
-        << std::endl;
+        << " frames=" << (facts.video.is_elsewhere ? 0 : facts.video.time.frames)
+        << " lost=" << facts.continuity.lost << std::endl;
     return to_fix == 0;
 }
 
@@ -97,15 +81,10 @@ void StreamCheck::writeRow(const SegmentFacts& segment) {
     out << std::setw(6) << mark(segment.has_pat) << std::setw(6) << mark(segment.has_pmt)
         << std::setw(6) << mark(segment.has_sdt) << std::setw(12) << mark(segment.has_key_frame)
         << std::endl;
-    if (!is_over) {
-        writeNews(Moment::after_cuts);
-    }
 }
 
-/// Writes a line about each finding of a kind that was not written before.
-void StreamCheck::writeNews(Moment moment) {
-    Cure cure = {};
-    for (const Finding& finding : judge(reader.facts(), settings, stray_words, moment, cure)) {
+void StreamCheck::writeNews() {
+    for (const Finding& finding : judge(reader.facts(), settings, stray_words, false).findings) {
         if (told.insert(finding.number).second) {
             out << '[' << finding.number << "] " << finding.text << std::endl;
         }

@@ -13,7 +13,7 @@
 class StreamCheck {
 public:
     /// Writes the heading of the rows to `out`. Both `settings` and `out` must outlive the check;
-    /// `stray_words` are those of the command line that were taken for no option.
+    /// `stray_words` are those on the command line that are not options.
     StreamCheck(Options& settings, std::ostream& out, std::string stray_words = "");
 
     /// Takes the next packets, each of them whole. Writes and flushes a row for every segment that
@@ -26,12 +26,11 @@ public:
 
 private:
     void writeRow(const SegmentFacts& segment);
-    void writeNews(Moment moment);
+    void writeNews(); // a line for each finding with a new number
 
     Options& settings;
     std::ostream& out;
     std::string stray_words;
     StreamReader reader;
-    bool is_over = false;
-    std::set<int> told; // the numbers of the findings that were written as news
+    std::set<int> told; // the numbers of findings that had their line
 };

@@ -1,15 +1,15 @@
 #include "check/stream_reader.h"
 
-#include "tsinspect/adaptation_field.h"
-#include "tsinspect/video.h"
+#include "tsinspect/muxer.h"
 
+#include <cstring>
 #include <utility>
 
 namespace {
 
 constexpr std::int64_t second = ticks_per_second;
 
-/// Whether the playlist, which says `duration` seconds, will misstate a segment of `length` ticks.
+/// Whether the playlist, which says `duration` seconds, is wrong about a segment of `length` ticks.
 bool isMisstated(const SegmentFacts& segment, std::int64_t length, std::int32_t duration) {
     const std::int64_t rounded = (length + second / 2) / second;
     // The first segment is short, since its cut time is 0.
@@ -19,10 +19,8 @@ bool isMisstated(const SegmentFacts& segment, std::int64_t length, std::int32_t 
 
 } // namespace
 
-StreamReader::StreamReader(Options& settings, Listener on_complete)
-    : settings(settings), on_complete(std::move(on_complete)), rule(settings) {
-    any_muxer.mux_type = -1;
-}
+StreamReader::StreamReader(Options& settings, std::function<void(const SegmentFacts&)> on_complete)
+    : settings(settings), on_complete(std::move(on_complete)), rule(settings) {}
 
 void StreamReader::take(char* packet) {
     TS header;
@@ -33,9 +31,13 @@ void StreamReader::take(char* packet) {
     }
     ++current->packets;
     if (is_whole) {
-        noteHeader(header, packet);
+        found.damaged += header.packet.transport_error_indicator;
+        found.scrambled += header.packet.scrambling_control != 0 ? 1 : 0;
+        current->has_loss |= found.continuity.take(header, packet);
         noteTables(header, packet);
-        noteVideo(header, packet);
+        if (const auto frame = found.video.take(settings.mux_type, header, packet)) {
+            noteFrame(*frame);
+        }
     }
 }
 
@@ -47,21 +49,12 @@ void StreamReader::end() {
     }
 }
 
-void StreamReader::noteHeader(const TS& header, const char* packet) {
-    found.damaged += header.packet.transport_error_indicator;
-    found.scrambled += header.packet.scrambling_control != 0 ? 1 : 0;
-    if (const unsigned missing = continuity.missingBefore(header, packet); missing > 0) {
-        found.lost[packetPID(header)] += missing;
-        current->has_loss = true;
-    }
-}
-
 void StreamReader::noteTables(const TS& header, const char* packet) {
     const std::uint32_t pid = packetPID(header);
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
     found.streams.take(header, packet);
     if (muxer != nullptr && pid == muxer->cut) {
-        const std::uint64_t now = found.video.dts;
+        const std::uint64_t now = found.video.time.dts;
         const std::int64_t distance = ticksBetween(std::exchange(last_cut_dts, now), now);
         if (++found.cut_packets > 2 && distance > 0) { // in front of the first is no video yet
             found.cut_packet_distance.add(static_cast<std::uint64_t>(distance));
@@ -75,41 +68,17 @@ void StreamReader::noteTables(const TS& header, const char* packet) {
     }
 }
 
-void StreamReader::noteVideo(TS& header, char* packet) {
-    const int offset = syncPES(any_muxer, header, packet);
-    found.has_odd_video |= offset < 0 && hasOtherStreamId(header, packet);
-    if (!holdsPTS(offset) || !isWatched(packetPID(header))) {
-        return;
+void StreamReader::noteFrame(const Video::Frame& frame) {
+    noteStep(frame.step);
+    if (!found.video.is_elsewhere && !current->first_pts) {
+        current->first_pts = frame.pts;
+        current->has_key_frame = frame.is_key_frame;
+        measure(frame.pts);
     }
-    const std::uint64_t pts = decodePTS(packet + offset);
-    const bool is_key_frame = readAdaptationField(header, packet).random_access_indicator;
-    noteStep(found.video.add(pts, decodeDTS(packet, offset, pts), is_key_frame));
-    found.unmarked += !is_key_frame && looksLikeKeyFrame(packet, offset) ? 1 : 0;
-    if (!found.is_elsewhere && !current->first_pts) {
-        current->first_pts = pts;
-        current->has_video = true;
-        current->has_key_frame = is_key_frame;
-        measure(pts);
-    }
-}
-
-/// Whether the video that begins on `pid` is the one to look at.
-bool StreamReader::isWatched(std::uint32_t pid) {
-    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
-    const bool is_muxers = muxer != nullptr && pid == muxer->video;
-    if (!is_muxers) {
-        ++found.other_video[pid];
-    }
-    if (found.video.frames == 0 || (is_muxers && found.is_elsewhere)) {
-        found.video = {};
-        found.video_pid = pid;
-        found.is_elsewhere = muxer != nullptr && !is_muxers;
-    }
-    return pid == found.video_pid;
 }
 
 void StreamReader::noteStep(const Timeline::Step& step) {
-    constexpr std::int64_t longest_pause = 10 * second; // what is longer is no time that passed
+    constexpr std::int64_t longest_pause = 10 * second; // a longer one is a jump of the clock
     current->is_late |= step.wraps || step.restarts || step.jumps;
     found.uncut_time += step.restarts || step.ticks > longest_pause ? 0 : step.ticks;
     if (step.restarts || step.jumps) {
@@ -134,7 +103,7 @@ void StreamReader::measure(std::uint64_t pts) {
 }
 
 void StreamReader::beginSegment() {
-    if (unmeasured) { // it has waited for a timestamp in vain
+    if (unmeasured) { // no timestamp came that would measure it
         complete(*unmeasured);
     }
     const std::uint32_t number = current ? current->number + 1 : 0;

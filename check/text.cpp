@@ -2,7 +2,6 @@
 
 #include "tsinspect/pts.h"
 
-#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
@@ -36,25 +35,10 @@ std::string counted(std::uint64_t count, std::string_view noun) {
 
 std::string fill(std::string text, const Values& values) {
     for (const auto& [name, value] : values) {
-        for (std::size_t at = 0; (at = text.find(name, at)) != std::string::npos;
-             at += value.size()) {
+        for (std::size_t at = text.find(name); at != std::string::npos;
+             at = text.find(name, at + value.size())) {
             text.replace(at, name.size(), value);
         }
     }
     return text;
-}
-
-void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view text) {
-    constexpr std::size_t columns = 80;
-    const std::size_t width = columns - prefix.size();
-    out << prefix;
-    while (text.size() > width) {
-        const std::size_t end = std::min(text.rfind(' ', width), text.find(' ', width));
-        if (end == std::string_view::npos) {
-            break; // the last word, longer than a line
-        }
-        out << text.substr(0, end) << '\n' << std::string(prefix.size(), ' ');
-        text.remove_prefix(end + 1);
-    }
-    out << text << '\n';
 }

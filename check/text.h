@@ -1,9 +1,8 @@
 #pragma once
 
-#include "tsinspect/timeline.h"
+#include "tsinspect/lengths.h"
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,7 +28,3 @@ using Values = std::vector<std::pair<std::string, std::string>>;
 
 /// `text` with `values` in the places of their names, each as often as it comes.
 std::string fill(std::string text, const Values& values);
-
-/// Writes `text` in lines of at most 80 columns, broken at blanks: the first behind `prefix`, the
-/// others behind as many blanks.
-void writeWrapped(std::ostream& out, const std::string& prefix, std::string_view text);

@@ -2,11 +2,11 @@
 
 #include "tsinspect/adaptation_field.h"
 
-unsigned Continuity::missingBefore(const TS& header, const char* packet) {
+bool Continuity::take(const TS& header, const char* packet) {
     constexpr unsigned counter_mask = 0x0F;
     const std::uint32_t pid = packetPID(header);
     if (pid == null_pid || !hasPayload(header)) {
-        return 0;
+        return false;
     }
     Counter& last = counters[pid];
     const unsigned value = header.packet.continuity_counter;
@@ -17,5 +17,6 @@ unsigned Continuity::missingBefore(const TS& header, const char* packet) {
     last = {.value = static_cast<std::uint8_t>(value & counter_mask),
             .is_known = 1,
             .is_repeated = static_cast<std::uint8_t>(last.is_known != 0 && repeats ? 1 : 0)};
-    return counts ? missing : 0;
+    lost += counts ? missing : 0;
+    return counts && missing > 0;
 }

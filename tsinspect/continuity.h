@@ -5,13 +5,15 @@
 #include <array>
 #include <cstdint>
 
-/// Counts missing packets by the continuity counters (ISO/IEC 13818-1, 2.4.3.3), which grow by one
-/// a packet with a payload; one repetition is allowed.
+/// Counts missing packets by the continuity counters (ISO/IEC 13818-1, 2.4.3.3). On each PID, the
+/// counter grows by one with every packet that has a payload; such a packet may be sent twice.
 class Continuity {
 public:
+    std::uint64_t lost = 0; ///< packets that are missing, at least: the counter has four bits
+
     /// Takes the stream's next packet, the 188 bytes at `packet`, whose first four `header` holds.
-    /// Returns how many packets of its PID are missing before it, modulo 16.
-    unsigned missingBefore(const TS& header, const char* packet);
+    /// Returns true if packets of its PID are missing before it.
+    bool take(const TS& header, const char* packet);
 
 private:
     struct Counter {

@@ -13,16 +13,21 @@ bool SyncBytes::take(const char* packet) {
     return is_there;
 }
 
-std::optional<std::size_t> SyncBytes::findPackets(std::size_t size) const {
+PacketRun SyncBytes::findPackets() const {
     constexpr std::size_t enough = 8; // fewer could be chance
-    for (std::size_t offset = 0; offset < size; ++offset) {
-        std::size_t at = offset;
-        while (at < bytes.size() && static_cast<unsigned char>(bytes[at]) == sync_byte) {
-            at += size;
-        }
-        if (at >= bytes.size() && at > offset + enough * size) {
-            return offset;
+    if (missing == 0) {
+        return {.size = packet_size};
+    }
+    for (const std::size_t size : {packet_size, 192, 204}) {
+        for (std::size_t offset = 0; offset < size; ++offset) {
+            std::size_t at = offset;
+            while (at < bytes.size() && static_cast<unsigned char>(bytes[at]) == sync_byte) {
+                at += size;
+            }
+            if (at >= bytes.size() && at > offset + enough * size) {
+                return {.size = size, .offset = offset};
+            }
         }
     }
-    return std::nullopt;
+    return {};
 }

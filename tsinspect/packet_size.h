@@ -4,10 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 
-/// Looks for sync bytes (ISO/IEC 13818-1, 2.4.3.3) where packets do not begin with one.
+/// Packets of one size, one after the other.
+struct PacketRun {
+    std::size_t size = 0;   ///< in bytes: 188, 192 or 204; 0 where no packets are found
+    std::size_t offset = 0; ///< where the first one begins, less than `size`
+};
+
+/// Checks that packets begin with a sync byte (ISO/IEC 13818-1, 2.4.3.3), and finds out how they
+/// lie instead where they do not.
 class SyncBytes {
 public:
     std::uint64_t packets = 0;       ///< of 188 bytes
@@ -17,13 +23,14 @@ public:
     /// Takes the stream's next 188 bytes; true if they begin with a sync byte.
     bool take(const char* packet);
 
-    /// Where packets of `size` bytes begin behind the first byte that is missing: the offset, less
-    /// than `size`, from which on sync bytes stand that far apart, at least nine of them.
-    [[nodiscard]] std::optional<std::size_t> findPackets(std::size_t size) const;
+    /// The packets that lie behind the first missing sync byte, at least nine: of 188 bytes, of 192
+    /// with a timestamp in front (M2TS), or of 204 with error correction (ETSI EN 300 429, 4.4.2).
+    /// As long as none is missing, they have 188 bytes and no offset.
+    [[nodiscard]] PacketRun findPackets() const;
 
     /// True where so many are missing that hardly anything was read as it was meant.
     [[nodiscard]] bool areNoise() const { return missing * 2 >= packets; }
 
 private:
-    std::string bytes; // some of those behind the first that is missing
+    std::string bytes; // the first few thousand from the first missing one on
 };

@@ -6,11 +6,12 @@
 #include <cstdint>
 #include <map>
 
-/// The elementary streams that a stream's tables name.
+/// The elementary streams that a transport stream's tables name (ISO/IEC 13818-1, 2.4.4): the
+/// program association table says where the program map tables are, and these name the streams.
 class ProgramStreams {
 public:
-    std::map<std::uint32_t, std::uint32_t>
-        types; ///< stream types (ISO/IEC 13818-1, 2.4.4.9) by PID
+    /// Stream types (ISO/IEC 13818-1, 2.4.4.9) by PID.
+    std::map<std::uint32_t, std::uint32_t> types;
 
     /// Takes the stream's next packet, the 188 bytes at `packet`, whose first four `header` holds.
     void take(const TS& header, const char* packet);
@@ -22,5 +23,6 @@ private:
     std::bitset<pid_count> is_map;
 };
 
-/// What a stream of this type holds, if browsers do not play it, else null.
+/// What a stream of this type (ISO/IEC 13818-1, table 2-34) holds if browsers do not play it, or
+/// null if they do.
 const char* unplayable(std::uint32_t type);

@@ -20,6 +20,6 @@ struct Section {
     }
 };
 
-/// The section of the table `table_id` that begins in the 188 bytes at `packet`, whose first four
-/// `header` holds; an empty one where none begins, or not with its whole header.
+/// Finds the section of the table `table_id` that begins in the 188 bytes at `packet`, whose first
+/// four `header` holds. Returns an empty one if none begins there, or not with its whole header.
 Section findSection(const TS& header, const char* packet, std::uint32_t table_id);

@@ -1,5 +1,6 @@
 #include "tsinspect/timeline.h"
 
+#include <algorithm>
 #include <utility>
 
 Timeline::Step Timeline::add(std::uint64_t next_pts, std::uint64_t next_dts, bool is_key_frame) {
