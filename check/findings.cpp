@@ -26,7 +26,7 @@ struct Stream {
 
     /// Whether nothing was cut for more than two durations.
     [[nodiscard]] bool isStuck() const {
-        return facts.uncut_time > 2 * std::max(settings.duration, 1) * second;
+        return facts.uncut_time > 2 * second * std::max(settings.duration, 1);
     }
 };
 
