@@ -16,7 +16,7 @@ std::string segment(std::uint64_t pts, int count = 5, std::uint64_t step = 22500
 /// Four segments of so many frames, 25 a second, the second of which is a key frame.
 std::string keyless(int count) {
     std::string packets;
-    for (const std::uint64_t number : {0, 1, 2, 3}) {
+    for (const std::uint64_t number : {0U, 1U, 2U, 3U}) {
         const std::uint64_t pts = number * static_cast<std::uint64_t>(count) * 3600;
         packets += table() + video(pts) + frames(pts + 3600, count - 1, 3600);
     }

@@ -18,7 +18,7 @@ PacketRun SyncBytes::findPackets() const {
     if (missing == 0) {
         return {.size = packet_size};
     }
-    for (const std::size_t size : {packet_size, 192, 204}) {
+    for (const std::size_t size : {std::size_t{packet_size}, std::size_t{192}, std::size_t{204}}) {
         for (std::size_t offset = 0; offset < size; ++offset) {
             std::size_t at = offset;
             while (at < bytes.size() && static_cast<unsigned char>(bytes[at]) == sync_byte) {
