@@ -3,8 +3,6 @@
 #include "publish/segment_times.h"
 #include "publish/settings.h"
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -51,10 +49,11 @@ public:
     [[nodiscard]] bool hasEndTag() const { return has_end_tag; }
 
 private:
-    /// What tells two versions of a playlist apart.
+    /// What tells two versions of a playlist apart. The system's own types for these numbers differ
+    /// in size from file to file of a build for 32-bit processors.
     struct PlaylistVersion {
-        ino_t inode = 0;
-        off_t size = 0;
+        std::uint64_t inode = 0;
+        std::int64_t size = 0;
         std::int64_t seconds = 0;
         std::int64_t nanoseconds = 0;
 

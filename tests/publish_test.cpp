@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::time_t noon = 1764072000; // of 2025-11-25
+constexpr std::int64_t noon = 1764072000; // of 2025-11-25
 
 /// A playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
 /// discontinuity sequence 1 and the target duration 4, and a discontinuity before its last segment.
@@ -54,7 +54,7 @@ struct Publish : ProgramTest {
     static void cut(unsigned number, const Stream& packets) {
         const std::string path = segmentName("run/", number);
         std::ofstream(path, std::ios::binary) << packets.bytes;
-        const timespec time = {.tv_sec = noon + number, .tv_nsec = 0};
+        const timespec time = {.tv_sec = static_cast<std::time_t>(noon + number), .tv_nsec = 0};
         const timespec times[] = {time, time};
         EXPECT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     }
