@@ -23,7 +23,7 @@ timespec first_signal = {};                 // when it came; no time yet
 /// True when so little time has passed since the first signal that this one is the same, sent
 /// twice: a terminal that is closed, timeout and systemd do that.
 bool isRepeated() {
-    constexpr long repeat_milliseconds = 50;
+    constexpr long repeat_milliseconds = 250;
     timespec now = {};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     return (now.tv_sec - first_signal.tv_sec) * 1000L +

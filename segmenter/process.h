@@ -10,7 +10,7 @@ void fillStandardDescriptors();
 void surviveFailedWrites();
 
 /// From here on, INT, TERM and HUP make standard input end: reads find no more, also one that is
-/// waiting. A second signal ends the process at once, but for one that follows within 50
+/// waiting. A second signal ends the process at once, but for one that follows within 250
 /// milliseconds: terminals and supervisors send the same one twice. Signals that were ignored, as
 /// nohup has it, stay so. Without /dev/null nothing changes.
 void endInputOnSignals();

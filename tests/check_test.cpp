@@ -32,11 +32,7 @@ std::string marked(std::string packets, std::size_t at, unsigned bits) {
 
 /// `count` packets of `size` bytes behind `offset` other bytes.
 std::string sized(std::size_t size, int count, std::size_t offset) {
-    std::string packets(offset, 'x');
-    while (count-- > 0) {
-        packets += '\x47' + std::string(size - 1, 'x');
-    }
-    return packets;
+    return std::string(offset, 'x') + times(count, '\x47' + std::string(size - 1, 'x'));
 }
 
 struct StreamRow {

@@ -16,12 +16,8 @@ std::string playlist(Options settings, unsigned first, unsigned count, bool is_f
 
 } // namespace
 
-TEST(Playlist, HasTheEndTagAlwaysWithoutAWindow) {
-    const std::string text = expectedText("playlists.txt", "no segment");
-    EXPECT_EQ(playlist({.duration = -1}, 0, 0, false), text);
-}
-
-TEST(Playlist, HasTheEndTagOnlyAtTheEndWithAnyWindowAlsoANegativeOne) {
+TEST(Playlist, HasTheEndTagAtTheEndAndAlwaysWithoutAWindow) {
+    EXPECT_EQ(playlist({.duration = -1}, 0, 0, false), expectedText("playlists.txt", "no segment"));
     const Options settings = {.url_prefix = "/hls", .duration = -3, .window = -1};
     const std::string text = expectedText("playlists.txt", "two segments of large numbers");
     EXPECT_EQ(playlist(settings, 4294967292, 4294967295, false), text);

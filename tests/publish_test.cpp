@@ -347,19 +347,6 @@ TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
               "! www/live.m3u8 is not a playlist of this program: a new stream takes its place. ");
 }
 
-TEST_F(Publish, StandsBehindTheSegmenterInAPipe) {
-    Program program("sh -c '" SEGMENTER
-                    " --prefix=run/ --duration=1 --window=9 | " SEGMENTER_PUBLISH
-                    " --from=run --to=www'");
-    program.write({table(), frames(90000), table(), frames(180000, 5), table(), frames(292500)});
-    EXPECT_TRUE(eventually([&] { return listed() == "0/0 1 s: 1.000 1.250"; }));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.250 1.000");
-    EXPECT_TRUE(outcome.output.ends_with(".0000000002.ts 1.000\n")) << outcome.output;
-    EXPECT_EQ(outcome.files.size(), 7U) << "three segments, two playlists, a lock, a name";
-}
-
 TEST_F(Publish, IsEndedByNothingButTheEndOfItsInput) {
     cut(0);
     Program program(SEGMENTER_PUBLISH " --from=run --to=www 2>&1 >/dev/full");

@@ -59,7 +59,7 @@ TEST_F(RunScript, GoesOnWithTheStreamInFoldersOfAnyName) {
     for (const std::string name : {"-two words/", "new/'%s*'", "link"}) {
         SCOPED_TRACE(name);
         cut(name, 4);
-        cut(name, 3);
+        cut(name, 3, " >&- 2>&-"); // which leaves no process either
         EXPECT_EQ(listed(name), "xxxx xxx");
     }
 }
@@ -101,22 +101,13 @@ TEST_F(RunScript, EndsWhenNobodyPublishes) {
     EXPECT_EQ(program.end().status, 0);
 }
 
-TEST_F(RunScript, LeavesNoProcessWhereOutputsAreClosed) {
-    cut("www", 3, " >&- 2>&-");
-    EXPECT_EQ(listed("www"), "xxx");
-}
-
 TEST_F(RunScript, RefusesOptionsThatMakeNoSense) {
-    for (const std::string option :
-         {"--prefix=x/", "--url_prefix=x", "--from=x", "--to=x", "--window=0", "--window=99",
-          "--window=many", "--end=2", "--duration", "4", "--name=x"}) {
-        SCOPED_TRACE(option);
+    for (const std::string option : {"--prefix=x/", "--from=x", "--window=99", "--window=many",
+                                     "--end=2", "--duration", "--name=x"}) {
         const Outcome outcome = start("www " + option).end();
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_TRUE(outcome.errors.starts_with("segmenter-run: --window takes") ||
-                    outcome.errors.starts_with("segmenter-run: " + option + ": "))
-            << outcome.errors;
-        EXPECT_FALSE(fs::exists("www"));
+        EXPECT_EQ(outcome.status, 2) << option;
+        EXPECT_TRUE(outcome.errors.starts_with("segmenter-run: --")) << outcome.errors;
+        EXPECT_FALSE(fs::exists("www")) << option;
     }
     EXPECT_EQ(start("").end().errors, "usage: segmenter-run FOLDER [OPTION...]\n");
     EXPECT_EQ(start("--duration=4").end().status, 2);
@@ -128,8 +119,8 @@ TEST_F(RunScript, GivesEachProgramItsOptions) {
         start("www --duration=3 --window=200 --playlist_name=a.m3u8 --mux_type=0 --end=1");
     program.write(streamOf(5));
     EXPECT_EQ(program.end().status, 0);
-    EXPECT_TRUE(eventually([] { return readFile("www/a.m3u8").ends_with("#EXT-X-ENDLIST\n"); }));
-    EXPECT_NE(readFile("www/a.m3u8").find("#EXTINF:4.000,"), std::string::npos);
+    EXPECT_TRUE(eventually([&] { return program.output().ends_with(" 4.000\nended a.m3u8\n"); }));
+    EXPECT_TRUE(readFile("www/a.m3u8").ends_with("#EXT-X-ENDLIST\n"));
 }
 
 } // namespace

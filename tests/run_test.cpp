@@ -170,7 +170,7 @@ TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
         ::kill(program.process(), signal);
     }
     EXPECT_TRUE(eventuallyIsNull(program, STDIN_FILENO));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_TRUE(eventuallyIsNull(program, STDIN_FILENO)) << "it has ended";
     ::kill(program.process(), SIGTERM);
     EXPECT_EQ(program.end().status, 128 + SIGTERM);
