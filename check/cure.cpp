@@ -10,7 +10,8 @@ namespace {
 const std::string new_recipe = "To fix it, in this order (later options win over your own; leave "
                                "out -force_key_frames and -muxrate):";
 const std::string given_recipe =
-    "The options that fix this seem to be in use already, but something overrides them: "
+    "The options that fix this seem to be in use already, but -fps_mode cfr is missing, or "
+    "something overrides them: "
     "-force_key_frames, -muxrate, -x264-params, -x264opts, or an encoder that ignores -bf or -g.";
 
 /// How many recipes were given already, 0 to 2, as far as the distance of cut packets shows it. The

@@ -3,13 +3,15 @@
 #include "check/stream_reader.h"
 #include "check/text.h"
 #include "segmenter/options.h"
+#include "tsinspect/muxer.h"
 
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
 
 /// What to do about a stream that one muxer made: lines that begin with the program they are for.
-/// what stands in braces is filled in.
+/// Text in braces is filled in.
 struct MuxerAdvice {
     const char* recipe;           ///< encodes and muxes as it should be
     const char* insist;           ///< added to the recipe where something else overrides it
@@ -35,6 +37,7 @@ inline constexpr MuxerAdvice muxer_advice[] = {
      .small_packets = "gstreamer: mpegtsmux m2ts-mode=false",
      .transport_stream = "gstreamer: mpegtsmux"},
 };
+static_assert(std::size(muxer_advice) == std::size(muxer_pids));
 
 /// What fixes all findings together.
 struct Cure {

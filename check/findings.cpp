@@ -84,10 +84,11 @@ enum class Moment {
     any,        ///< as soon as it is true
     after_cuts, ///< once segments were cut, or none was for a long time
     end,        ///< when the stream is over
-    note,       ///< then, too, but there is nothing to fix
+    note,       ///< at the end, too, but only as a note: there is nothing to fix
 };
 
-/// Something that can be wrong. What is wrong under one number makes up one finding.
+/// Something that can be wrong. Questions with the same number stand together: what is wrong under
+/// one number makes up one finding.
 struct Question {
     int number;
     Moment moment;
@@ -212,8 +213,12 @@ Verdict judge(const StreamFacts& facts, const Options& settings, const std::stri
               bool is_over) {
     constexpr std::uint64_t many = 4096; // packets, among which video should be
     const MuxerPIDs* muxer = findMuxer(settings.mux_type);
-    const Stream stream = {facts, facts.video.time,        settings, stray_words,
-                           muxer, facts.sync.findPackets()};
+    const Stream stream = {.facts = facts,
+                           .video = facts.video.time,
+                           .settings = settings,
+                           .stray_words = stray_words,
+                           .muxer = muxer,
+                           .packets = facts.sync.findPackets()};
     const bool is_empty = facts.video.time.frames == 0 && facts.sync.packets >= many;
     const bool is_told_late = facts.segments > 0 || is_empty || stream.isStuck();
     const Moment now = is_over ? note : is_told_late ? after_cuts : any;

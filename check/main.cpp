@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The words that are no --name=value, which the segmenter takes otherwise than they look.
+/// The words that are not --name=value: the segmenter skips them, or reads them in its own way.
 std::string strayWords(std::span<char*> arguments) {
     std::string words;
     for (const std::string argument : arguments) {

@@ -32,5 +32,5 @@ private:
     std::ostream& out;
     std::string stray_words;
     StreamReader reader;
-    std::set<int> told; // the numbers of findings that had their line
+    std::set<int> told; // the numbers of findings that were reported already
 };

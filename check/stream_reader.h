@@ -37,14 +37,14 @@ struct StreamFacts {
     Continuity continuity{};
     ProgramStreams streams{};
     Video video{};
-    Lengths restarts{}; ///< timestamps that fall far
+    Lengths restarts{}; ///< timestamps more than two seconds lower than the one before
     Lengths jumps{};    ///< timestamps more than a second higher than the one before
     std::uint64_t cut_packets = 0;
     UsualValue cut_packet_distance{};
     std::int64_t uncut_time = 0; ///< since the last cut, without jumps of over ten seconds
 
     std::uint64_t segments = 0;  ///< complete, or ended with the stream
-    std::uint64_t judged = 0;    ///< for their starts: not the first, and none with lost packets
+    std::uint64_t judged = 0;    ///< by their starts: all but the first and those with lost packets
     std::uint64_t keyless = 0;   ///< of these, those that do not start with a key frame
     std::uint64_t tableless = 0; ///< of these, those without PAT and PMT before the video
     Lengths measured{};          ///< segments that have a length

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Returns true when the file at `path` holds `text` and nothing else.
+/// Writes `text` to the file at `path`; true if that succeeded.
 bool writeFile(const std::string& path, const std::string& text) {
     std::ofstream file(path, std::ios::binary);
     file << text;

@@ -48,11 +48,11 @@ std::string secondsText(std::int64_t milliseconds);
 /// The playlist as the text of an m3u8 file.
 std::string playlistText(const LivePlaylist& playlist);
 
-/// The playlist that playlistText made `text` of; nothing for any other text.
+/// The playlist from which playlistText made `text`; nothing for any other text.
 std::optional<LivePlaylist> readPlaylist(const std::string& text);
 
-/// Appends `segment`, raises the target duration if `segment` is longer, and removes the oldest
-/// segments beyond `listed`, but none without which less than three target durations would be left
-/// (RFC 8216, 6.2.2). Returns the addresses of those that left, the oldest first.
+/// Appends `segment`, raises the target duration if `segment`, rounded, is longer, and removes the
+/// oldest segments beyond `listed`, but none without which less than three target durations would
+/// be left (RFC 8216, 6.2.2). Returns the addresses of those that left, the oldest first.
 std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
                                        std::ptrdiff_t listed);

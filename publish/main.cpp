@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -49,7 +50,7 @@ std::string lockPlaylist(const PublishSettings& settings) {
     lock.l_whence = SEEK_SET;
     return ::fcntl(descriptor, F_SETLK, &lock) == 0
                ? ""
-               : "Another process publishes " + settings.to + settings.playlist_name + ".";
+               : "Another process publishes " + settings.publicPlaylist() + ".";
 }
 
 /// Waits a moment for standard input, and passes on what comes there to standard error. False at

@@ -41,7 +41,7 @@ std::string readText(const std::string& path) {
 Publisher::Publisher(const PublishSettings& settings, Moment now, Tell tell, Tell warn)
     : settings(settings), tell(std::move(tell)), warn(std::move(warn)), run(settings),
       last_news(now) {
-    const std::string path = settings.to + settings.playlist_name;
+    const std::string path = settings.publicPlaylist();
     const std::optional<LivePlaylist> last = readPlaylist(readText(path));
     if (last) {
         playlist = *last;
@@ -206,7 +206,7 @@ bool Publisher::follows(const FinishedSegment& segment) const {
 }
 
 bool Publisher::writePlaylist(Moment now) {
-    const std::string path = settings.to + settings.playlist_name;
+    const std::string path = settings.publicPlaylist();
     is_written = replaceFile(path, playlistText(playlist));
     if (!is_written) {
         return fail(path + " cannot be written; it is tried again until it can");

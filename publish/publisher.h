@@ -4,6 +4,7 @@
 #include "publish/run_folder.h"
 #include "publish/settings.h"
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -16,7 +17,7 @@ class Publisher {
 public:
     using Tell = std::function<void(const std::string&)>;
 
-    /// Goes on with the stream whose playlist is in the public folder, or begins one. `tell` gets a
+    /// Continues the stream whose playlist is in the public folder, or begins one. `tell` gets a
     /// line for each action, `warn` what an operator must know. `settings` must outlive it.
     Publisher(const PublishSettings& settings, Moment now, Tell tell, Tell warn);
 
@@ -51,15 +52,15 @@ private:
     RunFolder run;
     LivePlaylist playlist;
     std::string streams;                     // that began here before and have files, a line each
-    bool is_written = true;                  // the playlist stands in the folder as it is here
+    bool is_written = true;                  // the playlist on disk is up to date
     std::vector<FinishedSegment> unlisted;   // found in the public folder, not in its playlist
     std::optional<FinishedSegment> previous; // the segment published last
     std::int64_t date = 0;                   // of the first segment behind the last discontinuity
     std::int64_t ticks_since_date = 0;       // how long those behind it last
     std::vector<std::string> news;           // lines to tell once the playlist is written
-    std::vector<std::string> leaving;        // files to leave once it is written
+    std::vector<std::string> leaving;        // files that leave the list once it is written
     std::deque<LeftFile> left;               // files that it does not list, the oldest first
-    std::int64_t longest_list = 0;           // what any playlist lasted, in milliseconds
+    std::int64_t longest_list = 0;           // of any playlist so far, in milliseconds
     Moment last_news;
     bool is_silent = false; // no news for long, and that was told
     bool is_failing = false;

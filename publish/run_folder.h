@@ -2,6 +2,7 @@
 
 #include "publish/segment_times.h"
 #include "publish/settings.h"
+#include "segmenter/options.h"
 
 #include <chrono>
 #include <cstdint>
@@ -10,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-/// Time by a clock that is never set.
+/// A time on the monotonic clock, which is never set.
 using Moment = std::chrono::steady_clock::time_point;
 
 /// The numbers of the files in `folder` whose names are `prefix`, ten digits and ".ts", in order.
@@ -25,8 +26,8 @@ struct FinishedSegment {
 };
 
 /// The segment file at `path`, measured by its own timestamps alone; a frame lasts no longer than
-/// `stated_duration` seconds or one. Where no video timestamp is found, the stated duration is its
-/// length.
+/// `stated_duration` seconds, at least 1. Where no video timestamp is found, the stated duration is
+/// its length.
 FinishedSegment measureFile(const std::string& path, std::int32_t mux_type,
                             std::int64_t stated_duration);
 
@@ -66,8 +67,8 @@ private:
 
     const PublishSettings& settings;
     PlaylistVersion playlist_version;
-    std::int64_t stated_duration = 5; // until a playlist tells
-    std::uint64_t finished_end = 0;   // the number behind the last one listed
+    std::int64_t stated_duration = default_duration; // until a playlist tells
+    std::uint64_t finished_end = 0;                  // the number behind the last one listed
     bool has_end_tag = false;
     bool has_finished = false; // at the last look, finished segments were there
     std::optional<std::uint32_t> waiting;

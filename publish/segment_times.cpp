@@ -12,9 +12,6 @@
 
 namespace {
 
-/// A fall further than this is a jump, and not the order of B-frames.
-constexpr std::int64_t longest_fall = std::int64_t{2} * ticks_per_second;
-
 /// A frame's length where a single one tells nothing: one of 25 a second.
 constexpr std::int64_t single_frame = ticks_per_second / 25;
 

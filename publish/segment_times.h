@@ -8,7 +8,7 @@
 struct SegmentTimes {
     std::optional<std::uint64_t> first; ///< its first timestamp; nothing without any
     std::int64_t length = 0;            ///< from there to the end of its last frame
-    std::uint64_t end = 0;              ///< the timestamp that is expected behind it
+    std::uint64_t end = 0;              ///< the timestamp that is expected next
     bool has_jump = false;              ///< timestamps jump inside
 };
 

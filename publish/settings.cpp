@@ -53,7 +53,7 @@ bool PublishSettings::parseOptions(int argc, const char** argv) {
         ("from", from, "", "folder that the segmenter writes into")
         ("to", to, "", "public folder, on the same file system")
         ("playlist_name", playlist_name, default_playlist_name, "file name of both playlists")
-        ("listed", listed, 5, "segments that the public playlist lists, 3 to 5000")
+        ("listed", listed, default_listed, "segments that the public playlist lists, 3 to 5000")
         ("mux_type", mux_type, 0, "muxer of the stream: 0 - FFMPEG, 1 - GST")
         ("end", end, 0, "1 - a clean end of the run ends the stream too");
     // clang-format on

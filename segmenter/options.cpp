@@ -20,7 +20,7 @@ bool Options::parseOptions(int argc, const char** argv) {
         ("url_prefix", url_prefix, "", "Prefix of the URL for generate index file")
         ("playlist_name", playlist_name, default_playlist_name,
                           "The name of playlist containing .ts files.")
-        ("duration", duration, 5, "Duration for start next file")
+        ("duration", duration, default_duration, "Duration for start next file")
         ("window", window, 0, "Number of files for sliding window")
         ("mux_type", mux_type, 0, "Type of MUX: 0 - FFMPEG, 1 - GST");
     // clang-format on

@@ -5,11 +5,11 @@
 #include <array>
 #include <cstddef>
 
-/// Standard input as a sequence of packets, which are looked at where they were read to.
+/// Standard input as a sequence of packets, which are looked at in place, in the buffer.
 class PacketInput {
 public:
-    /// Reads on, until there is a whole packet or more; waits for no more than that. False at the
-    /// end of the input, which may come within a packet, and after a read error.
+    /// Reads until there is at least one whole packet, and does not wait for more. False at the end
+    /// of the input, which may come within a packet, and after a read error.
     bool read();
 
     /// The whole packets that the last read() brought, valid until the next.

@@ -9,10 +9,10 @@ void fillStandardDescriptors();
 /// that this one starts are not affected.
 void surviveFailedWrites();
 
-/// From here on, INT, TERM and HUP make standard input end: reads find no more, also one that is
-/// waiting. A second signal ends the process at once, but for one that follows within 250
-/// milliseconds: terminals and supervisors send the same one twice. Signals that were ignored, as
-/// nohup has it, stay so. Without /dev/null nothing changes.
+/// From here on, INT, TERM and HUP make standard input end, also for a read that is waiting. A
+/// second signal ends the process at once, unless it follows within 250 milliseconds: terminals and
+/// supervisors send the same one twice. Signals that were ignored, as under nohup, stay so. Without
+/// /dev/null nothing changes.
 void endInputOnSignals();
 
 /// From here on, INT, TERM and HUP have no effect on the process, nor on programs that it starts:

@@ -27,5 +27,5 @@ private:
     static constexpr int none = -1;
 
     int descriptor = none;
-    bool is_broken = false; // a packet is missing: none may come behind it
+    bool is_broken = false; // a packet is missing: none may follow
 };

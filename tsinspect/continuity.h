@@ -9,7 +9,7 @@
 /// counter grows by one with every packet that has a payload; such a packet may be sent twice.
 class Continuity {
 public:
-    std::uint64_t lost = 0; ///< packets that are missing, at least: the counter has four bits
+    std::uint64_t lost = 0; ///< at least so many packets are missing: the counter has four bits
 
     /// Takes the stream's next packet, the 188 bytes at `packet`, whose first four `header` holds.
     /// Returns true if packets of its PID are missing before it.

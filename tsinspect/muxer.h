@@ -18,18 +18,20 @@ inline constexpr MuxerPIDs muxer_pids[] = {
     {.video = 0x0040, .cut = pat_pid}, // GStreamer
 };
 
-/// The PIDs of muxer `mux_type`, or null for one that is not known.
+/// The PIDs of muxer `mux_type`, in the table, or null for one that is not known.
 constexpr const MuxerPIDs* findMuxer(std::int32_t mux_type) {
     const auto index = static_cast<std::size_t>(mux_type); // a negative one becomes too large
     return index < std::size(muxer_pids) ? &muxer_pids[index] : nullptr;
 }
 
-/// The type of the muxer that made a stream with video on `pid`: the one with the nearest PID from
-/// there down, or else the first.
+/// The type of the muxer that made a stream with video on `pid`: the one whose video PID is the
+/// highest that is not above `pid`, or else the first.
 constexpr std::int32_t muxerOf(std::uint32_t pid) {
     std::int32_t found = 0;
     for (std::int32_t type = 0; findMuxer(type) != nullptr; ++type) {
-        const auto above = [pid](std::int32_t i) { return pid - findMuxer(i)->video; }; // or huge
+        const auto above = [pid](std::int32_t i) {
+            return pid - findMuxer(i)->video;
+        }; // huge if below
         found = above(type) < above(found) ? type : found;
     }
     return found;

@@ -12,8 +12,8 @@ struct PacketRun {
     std::size_t offset = 0; ///< where the first one begins, less than `size`
 };
 
-/// Checks that packets begin with a sync byte (ISO/IEC 13818-1, 2.4.3.3), and finds out how they
-/// lie instead where they do not.
+/// Checks that packets begin with a sync byte (ISO/IEC 13818-1, 2.4.3.3), and where they do not,
+/// finds their size and where they begin.
 class SyncBytes {
 public:
     std::uint64_t packets = 0;       ///< of 188 bytes
@@ -28,7 +28,7 @@ public:
     /// As long as none is missing, they have 188 bytes and no offset.
     [[nodiscard]] PacketRun findPackets() const;
 
-    /// True where so many are missing that hardly anything was read as it was meant.
+    /// True where so many are missing that hardly anything can have been read correctly.
     [[nodiscard]] bool areNoise() const { return missing * 2 >= packets; }
 
 private:

@@ -7,6 +7,9 @@
 /// Ticks a second of the clock that timestamps count (ISO/IEC 13818-1, 2.4.3.7).
 inline constexpr std::uint32_t ticks_per_second = 90000;
 
+/// A fall of timestamps by more ticks than this is a jump, and not the order of B-frames.
+inline constexpr std::int64_t longest_fall = std::int64_t{2} * ticks_per_second;
+
 /// Timestamps count modulo 2^33.
 inline constexpr std::uint64_t pts_modulus = std::uint64_t{1} << 33U;
 
@@ -26,8 +29,8 @@ constexpr std::uint64_t joinPTS(std::uint64_t bits_32_30, std::uint32_t bits_29_
     return bits_32_30 << 30U | bits_29_22 << 22U | bits_21_15 << 15U | bits_14_7 << 7U | bits_6_0;
 }
 
-/// True when a PES packet that begins at `offset` in a transport packet has its timestamp in it
-/// too. A negative `offset` stands for no PES packet.
+/// True when a PES packet that begins at `offset` in a transport packet has its whole timestamp in
+/// the same packet. A negative `offset` stands for no PES packet.
 constexpr bool holdsPTS(int offset) {
     constexpr int timestamp_end = 14; // bytes of the PES header up to the timestamp's last
     return offset >= 0 && offset <= packet_size - timestamp_end;

@@ -6,9 +6,10 @@
 
 /// A section of a program table (ISO/IEC 13818-1, 2.4.4) as far as it lies in one packet.
 struct Section {
-    const char* packet; ///< whose bytes the offsets count
-    int begin = 0;      ///< where its table_id stands
-    int end = 0; ///< where its checksum stands, or the packet ends; `begin` without a section
+    const char* packet = nullptr; ///< whose bytes the offsets count
+    int begin = 0;                ///< where its table_id stands
+    int end =
+        0; ///< where its checksum stands, or the packet ends; equal to `begin` without a section
 
     [[nodiscard]] std::uint32_t byte(int offset) const {
         return static_cast<unsigned char>(packet[offset]);

@@ -5,7 +5,6 @@
 
 Timeline::Step Timeline::add(std::uint64_t next_pts, std::uint64_t next_dts, bool is_key_frame) {
     constexpr std::int64_t second = ticks_per_second;
-    constexpr std::int64_t longest_fall = 2 * second;
     const std::uint64_t last_pts = std::exchange(pts, next_pts);
     const std::int64_t ticks = ticksBetween(std::exchange(dts, next_dts), next_dts);
     if (is_key_frame) {
@@ -19,7 +18,8 @@ Timeline::Step Timeline::add(std::uint64_t next_pts, std::uint64_t next_dts, boo
     }
     const Step step = {.ticks = ticks,
                        .wraps = pts < last_pts && ticks > 0,
-                       .restarts = ticks<-longest_fall, .jumps = ticks> second};
+                       .restarts = (ticks < -longest_fall),
+                       .jumps = (ticks > second)};
     if (!step.restarts && !step.jumps) {
         reordered += ticksBetween(last_pts, pts) < 0 ? 1 : 0;
         steps_time += ticks;

@@ -20,12 +20,12 @@ struct Timeline {
     std::uint64_t dts = 0;
     std::uint64_t key_pts = 0; ///< of the last key frame
 
-    /// The way from one frame to the next.
+    /// The step from one frame to the next.
     struct Step {
         std::int64_t ticks = 0; ///< 0 for the first frame
-        bool wraps = false;     ///< the timestamp is lower as a number, but not as a time
-        bool restarts = false;  ///< it is more than two seconds lower, too much for B-frames
-        bool jumps = false;     ///< it is more than a second higher
+        bool wraps = false;     ///< the presentation timestamp is lower as a number only
+        bool restarts = false;  ///< the decoding timestamp falls by more than longest_fall
+        bool jumps = false;     ///< it rises by more than a second
     };
 
     /// Takes the next frame, with its timestamps of presentation and decoding.

@@ -10,7 +10,7 @@
 /// on the muxer's PID, or, as long as there is none, that on the first PID where video begins.
 struct Video {
     std::uint32_t pid = 0;
-    bool is_elsewhere = false;  ///< that is not the muxer's PID
+    bool is_elsewhere = false;  ///< `pid` is not the muxer's PID
     bool has_odd_id = false;    ///< a video stream id came that syncPES passes over, 0xE1 to 0xEF
     std::uint64_t unmarked = 0; ///< frames that look like key frames, but are not marked as such
     Timeline time{};
@@ -24,6 +24,6 @@ struct Video {
 
     /// Takes the stream's next packet, the 188 bytes at `packet`, whose first four `header` holds.
     /// Returns the frame of the video that begins in it, if any. `mux_type` is the muxer's; for an
-    /// unknown one, no PID is elsewhere.
+    /// unknown one, `is_elsewhere` stays false.
     std::optional<Frame> take(std::int32_t mux_type, TS& header, char* packet);
 };
