@@ -141,7 +141,7 @@ const StreamRow rows[] = {
                  packet({.pid = 0x23, .counter = 9, .adaptation = "\1\x80"}), // marked
                  counters(0x23, {10}), counters(0x1FFF, {3, 9})}}, // only fills the stream
     {.name = "damaged, scrambled, and not for browsers",
-     .packets = {good_stream.bytes, pat(), pmtOf({2, 3}), marked(other(), 1, 0x80),
+     .packets = {good_stream.bytes, pat(), pmtOf({2, 3, 6}), marked(other(), 1, 0x80),
                  marked(other(), 3, 0x40), marked(other(), 3, 0x80)}},
 };
 

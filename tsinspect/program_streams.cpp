@@ -23,6 +23,8 @@ const char* unplayable(std::uint32_t type) {
     case 0x03:
     case 0x04:
         return "MPEG audio, if not MP3";
+    case 0x06:
+        return "private data: subtitles, or sound such as G.711";
     case 0x10:
         return "MPEG-4 Visual";
     case 0x11:
