@@ -7,11 +7,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <map>
 #include <thread>
-#include <tuple>
 
 inline constexpr const char* marker_path = "../vod"; ///< of SEGMENTER
 

@@ -332,6 +332,10 @@ TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
     EXPECT_EQ(listed(), "0/0 2 s: 2.000");
     fs::remove("www/live.m3u8.tmp");
     EXPECT_EQ(look(), "published 1 2.500; ");
+    const auto stream = readPlaylist(readFile("www/live.m3u8")).value_or(LivePlaylist()).stream;
+    fs::create_directory("www/" + address(stream, 2)); // in the way of the next segment
+    EXPECT_EQ(end(), "! run/vid.0000000002.ts cannot be moved to www/2: Is a directory. ");
+    fs::remove("www/" + address(stream, 2));
     fs::remove(segmentName("run/", 2));
     cut(4);
     cut(5);

@@ -1,3 +1,4 @@
+#include "publish/live_playlist.h"
 #include "tests/program.h"
 
 namespace {
@@ -15,11 +16,10 @@ Stream streamOf(int seconds) {
 
 /// The segments that the playlist in `folder` lists: "xx xxx" for two of a run, three of the next.
 std::string listed(const fs::path& folder) {
-    std::ifstream playlist(folder / "live.m3u8");
     std::string segments;
-    for (std::string line; std::getline(playlist, line);) {
-        segments += line.starts_with("#EXTINF") ? "x" : "";
-        segments += line == "#EXT-X-DISCONTINUITY" ? " " : "";
+    const auto playlist = readPlaylist(readFile(folder / "live.m3u8")).value_or(LivePlaylist());
+    for (const LiveSegment& segment : playlist.segments) {
+        segments += segment.is_discontinuity ? " x" : "x";
     }
     return segments;
 }
