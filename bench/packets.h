@@ -17,7 +17,7 @@ struct PacketFields {
     bool unit_start = true;
     std::optional<unsigned> counter{}; ///< of packets with a payload; none if it is not to count
     std::string adaptation{};          ///< the adaptation field with its length in front, if any
-    std::string payload{};             ///< as far as it fits; 0xFF stands behind it
+    std::string payload{};             ///< as far as it fits; 0xFF fills the rest
 };
 
 inline std::string packet(const PacketFields& fields) {
@@ -69,7 +69,7 @@ inline std::string pat() {
 /// A packet on the PID of that program map table.
 inline std::string pmt() { return packet({.pid = 0x1000}); }
 
-/// A program map table of streams of these types, on PID 0x100 and those behind it.
+/// A program map table of streams of these types, on PID 0x100 and those after it.
 inline std::string pmtOf(std::initializer_list<char> types) {
     using namespace std::string_literals;
     std::string streams;

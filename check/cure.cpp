@@ -113,8 +113,8 @@ void writeCure(std::ostream& out, const Cure& cure, const StreamFacts& facts,
     const bool is_new = facts.keyless + facts.tableless > 0 || facts.measured.count == 0;
     if (cure.aligns && !cure.encodes && !cure.advice->is_remuxed && is_new) {
         writeLines(out,
-                   fill("If you do not encode again, a key frame has to come every {period} s, and "
-                        "this takes the place of that line, of your -map, and of -f mpegts -:",
+                   fill("If you do not re-encode, a key frame must come every {period} s; use this "
+                        "in place of that line, of your -map, and of -f mpegts -:",
                         values),
                    {remuxLine("")});
     }

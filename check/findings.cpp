@@ -16,7 +16,7 @@ struct Stream {
     const Options& settings;
     const std::string& stray_words;
     const MuxerPIDs* muxer; ///< null for an unknown one
-    PacketRun packets;      ///< behind the first missing sync byte
+    PacketRun packets;      ///< after the first missing sync byte
 
     /// Whether nothing keeps segments from being cut.
     [[nodiscard]] bool isCut() const {
@@ -156,13 +156,13 @@ constexpr Question questions[] = {
      [](Of of, Cure& cure) { cure.aligns |= of.isCut() && of.facts.restarts.count == 0; }},
 
     {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames > 0; },
-     "Players cannot start at segments without a key frame first: {keyless} of {judged}.", align},
+     "{keyless} of {judged} segments begin without a key frame: players cannot join there.", align},
     {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0; },
      "No frame is marked as a key frame, so players may not find where to start. ({unmarked} of "
      "{frames} look like an H.264 key frame.)", align},
     {6, after_cuts, [](Of of) { return of.facts.tableless > 0; },
-     "Players cannot start at segments without PAT and PMT before the video: {tableless} of "
-     "{judged}.", align},
+     "{tableless} of {judged} segments have no PAT and PMT before the video: players cannot join "
+     "there.", align},
 
     {7, after_cuts, [](Of of) { return of.facts.misstated.count > 0 && of.settings.duration > 0; },
      "Segments last {lengths}, but the playlist says {duration} s; players may stall. (Rounded to "

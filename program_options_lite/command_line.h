@@ -15,7 +15,7 @@ void scanArgv(Options& opts, unsigned argc, const char** argv);
 /// Returns how many arguments it used beyond that one: none.
 unsigned parseGNU(Options& opts, unsigned remaining, const char** argv);
 
-/// Applies the short option at *argv with the argument behind it as its value.
+/// Applies the short option at *argv with the argument after it as its value.
 /// Returns how many arguments it used beyond the option: 1, or 0 when none is left (the option is
 /// then dropped) or when the option is a lone dash.
 unsigned parseSHORT(Options& opts, unsigned remaining, const char** argv);

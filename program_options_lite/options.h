@@ -35,7 +35,7 @@ public:
     Option(const std::string& name_spec, T& target, T default_value, const std::string& help_text);
     ~Option() override = default;
 
-    /// Numbers are decimal, with blanks before and anything behind them ignored; a bool is 0 or 1.
+    /// Numbers are decimal, with blanks before and anything after them ignored; a bool is 0 or 1.
     /// A string takes the whole text unchanged.
     void parse(const std::string& text) override;
     void setDefault() override;

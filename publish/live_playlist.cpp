@@ -183,7 +183,7 @@ std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment
 
     std::vector<std::string> left;
     auto first = playlist.segments.begin();
-    std::int64_t rest = listedLength(playlist) - first->length; // behind the first
+    std::int64_t rest = listedLength(playlist) - first->length; // without the first
     for (; playlist.segments.end() - first > listed && rest >= least; rest -= (++first)->length) {
         left.push_back(address(playlist.stream, playlist.sequence++));
         playlist.discontinuities += first->is_discontinuity ? 1 : 0;

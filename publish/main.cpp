@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Nothing that anybody sends ends the program: the end of its input does.
+/// Ignores the signals that would end the program: only the end of its input does that.
 void ignoreSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
         std::ignore = std::signal(signal, SIG_IGN);

@@ -78,7 +78,7 @@ std::string Publisher::streamsPath() const {
 bool Publisher::beginStream(const std::vector<FinishedSegment>& segments) {
     const std::string path = streamsPath();
     if (!replaceFile(path, streams + addressPrefix(playlist.stream) + '\n')) {
-        return fail(path + " cannot be written; it is tried again until it can");
+        return fail(path + " cannot be written; trying again until it can");
     }
     playlist.target_duration = run.statedDuration();
     for (const FinishedSegment& segment : segments) {
@@ -163,7 +163,7 @@ bool Publisher::publish(const FinishedSegment& segment, Moment now) {
         unlisted.erase(unlisted.begin());
     }
     if (previous && previous->number && segment.number > *previous->number + 1) {
-        warn("Segments were lost in front of " + name +
+        warn("Segments were lost before " + name +
              ": the disk was full, or --window is too small.");
     }
     const std::int64_t length = milliseconds(segment.times.length);
@@ -209,7 +209,7 @@ bool Publisher::writePlaylist(Moment now) {
     const std::string path = settings.publicPlaylist();
     is_written = replaceFile(path, playlistText(playlist));
     if (!is_written) {
-        return fail(path + " cannot be written; it is tried again until it can");
+        return fail(path + " cannot be written; trying again until it can");
     }
     is_failing = false;
     if (std::exchange(is_silent, false)) {

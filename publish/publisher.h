@@ -55,8 +55,8 @@ private:
     bool is_written = true;                  // the playlist on disk is up to date
     std::vector<FinishedSegment> unlisted;   // found in the public folder, not in its playlist
     std::optional<FinishedSegment> previous; // the segment published last
-    std::int64_t date = 0;                   // of the first segment behind the last discontinuity
-    std::int64_t ticks_since_date = 0;       // how long those behind it last
+    std::int64_t date = 0;                   // of the first segment after the last discontinuity
+    std::int64_t ticks_since_date = 0;       // how long the segments from that one on last
     std::vector<std::string> news;           // lines to tell once the playlist is written
     std::vector<std::string> leaving;        // files that leave the list once it is written
     std::deque<LeftFile> left;               // files that it does not list, the oldest first

@@ -17,8 +17,8 @@
 
 namespace {
 
-/// Leaves the whole packets of the file at `path`, and the time when it was last written; as it is
-/// where it cannot be cut. Returns false when it has none.
+/// Cuts the file at `path` to whole packets, and keeps the time when it was last written. Leaves it
+/// as it is where it cannot be cut. Returns false when it has no whole packet.
 bool cutToPackets(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);

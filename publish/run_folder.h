@@ -40,7 +40,7 @@ public:
     /// Looks into the folder, and returns the finished segments that are in it in the order of
     /// their numbers: those that the run's playlist lists, and when `is_over`, all. A segment waits
     /// up to a second for the first timestamp of the next one, which tells its length, and those
-    /// behind it wait too. Cuts files to whole packets, and deletes those without any.
+    /// after it wait too. Cuts files to whole packets, and deletes those without any.
     std::vector<FinishedSegment> look(Moment now, bool is_over);
 
     /// The segment length that the run's playlist states, in seconds, 1 or more.
@@ -68,7 +68,7 @@ private:
     const PublishSettings& settings;
     PlaylistVersion playlist_version;
     std::int64_t stated_duration = default_duration; // until a playlist tells
-    std::uint64_t finished_end = 0;                  // the number behind the last one listed
+    std::uint64_t finished_end = 0;                  // the number after the last one listed
     bool has_end_tag = false;
     bool has_finished = false; // at the last look, finished segments were there
     std::optional<std::uint32_t> waiting;

@@ -20,8 +20,8 @@ void runShell(const std::string& command) { std::ignore = std::system(command.c_
 } // namespace
 
 void removeMarker() {
-    // system() ignores INT while the command runs, so that is left to a child: here a handler
-    // notices the signal.
+    // system() ignores INT while the command runs, so a child calls it: the handler of this process
+    // still notices the signal.
     const pid_t child = ::fork();
     if (child <= 0) {
         runShell(std::string("rm ") + marker_path);

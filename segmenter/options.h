@@ -16,7 +16,7 @@ class Options {
 public:
     std::string prefix{};        ///< in front of every file name; for a directory, end it in "/"
     std::string url_prefix{};    ///< in front of the playlist's segment names, followed by "/"
-    std::string playlist_name{}; ///< file name of the playlist, behind `prefix`
+    std::string playlist_name{}; ///< file name of the playlist, after `prefix`
     std::int32_t duration = default_duration; ///< length of a segment in seconds
     std::int32_t window = 0;                  ///< segment files kept on disk; 0 keeps all
     std::int32_t mux_type = 0;                ///< muxer that made the input: 0 FFmpeg, 1 GStreamer

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// True where a read that failed may bring something later. Of an input that does not block, it
-/// waits for that, or for a signal, whose handler may have ended the input.
+/// True when a failed read may succeed later. If the input does not block, first waits for data,
+/// or for a signal, whose handler may have ended the input.
 bool maySucceedLater() {
     if (errno == EAGAIN) {
         pollfd input = {STDIN_FILENO, POLLIN, 0};

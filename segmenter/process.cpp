@@ -34,8 +34,8 @@ bool isRepeated() {
 } // namespace
 
 extern "C" {
-/// Puts the null device in the place of standard input. Unlike a flag, this leaves no gap between a
-/// check and the read behind it: a read that comes later, or that was waiting and begins again,
+/// Puts the null device in place of standard input. Unlike a flag, this leaves no gap between a
+/// check and the read after it: a read that comes later, or that was waiting and begins again,
 /// finds the end. A second signal then has its usual effect.
 static void endInput(int signal) {
     const int error = errno;
@@ -59,7 +59,7 @@ static void doNothing(int /*signal*/) {}
 
 namespace {
 
-/// Gives `signals` a handler, one of them at a time, but leaves ignored those that are.
+/// Sets a handler for `signals`, which runs for one at a time. Ignored signals stay ignored.
 void handle(std::initializer_list<int> signals, void (*handler)(int)) {
     struct sigaction action = {};
     action.sa_handler = handler;

@@ -96,7 +96,7 @@ const StreamRow rows[] = {
     {.name = "a pause, and a jump of ten seconds",
      .packets = {segment(0), segment(112500, 2), frames(225001, 3), segment(270001, 2),
                  video(1192502), table()}},
-    {.name = "tables behind the video, no key frames",
+    {.name = "tables after the video, no key frames",
      .packets = {packet({.pid = 0x100, .adaptation = "\1\xBF", .payload = pesHeader(22500)}),
                  table(), packet({.pid = 0x100}), pat(), pmt(), video(44550),
                  table(), pat(), video(134999), pmt(), video(157500),

@@ -47,7 +47,7 @@ struct Publish : ProgramTest {
         restart();
     }
 
-    /// Starts a publisher in the place of the one that there was.
+    /// Starts a publisher in place of the one before.
     void restart() { publisher.emplace(settings, Moment(now), tell, warn); }
 
     /// Leaves segment `number` in the private folder, written at noon and as many seconds.
@@ -327,7 +327,7 @@ TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
     fs::create_directory("www/live.m3u8.tmp"); // in the way of the new playlist
     list(0, 1, 2);
     EXPECT_EQ(look(), "! 1 lasts 2.500 s: the target duration rises from 2 to 3. "
-                      "! www/live.m3u8 cannot be written; it is tried again until it can. ");
+                      "! www/live.m3u8 cannot be written; trying again until it can. ");
     EXPECT_EQ(look(), "") << "once";
     EXPECT_EQ(listed(), "0/0 2 s: 2.000");
     fs::remove("www/live.m3u8.tmp");
@@ -340,7 +340,7 @@ TEST_F(Publish, SaysWhatAnOperatorMustKnow) {
     cut(4);
     cut(5);
     list(4, 4, 2);
-    EXPECT_EQ(look(), "! Segments were lost in front of 2: the disk was full, or --window is too "
+    EXPECT_EQ(look(), "! Segments were lost before 2: the disk was full, or --window is too "
                       "small. published 2 1.000; ");
     EXPECT_EQ(listed(), "0/0 3 s: 2.000 2.500 | 1.000");
 

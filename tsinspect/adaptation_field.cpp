@@ -4,7 +4,7 @@ namespace {
 
 constexpr int header_size = sizeof(TS);
 
-/// The field's bytes behind its length, 0 to 255; -1 without the field.
+/// How many bytes follow the field's length byte, 0 to 255; -1 without the field.
 int fieldLength(const TS& header, const char* packet) {
     const bool exists = (header.packet.adaptation_field_exist & 0b10U) != 0;
     return exists ? static_cast<unsigned char>(packet[header_size]) : -1;

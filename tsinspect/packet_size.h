@@ -23,7 +23,7 @@ public:
     /// Takes the stream's next 188 bytes; true if they begin with a sync byte.
     bool take(const char* packet);
 
-    /// The packets that lie behind the first missing sync byte, at least nine: of 188 bytes, of 192
+    /// The packets that follow the first missing sync byte, at least nine: of 188 bytes, of 192
     /// with a timestamp in front (M2TS), or of 204 with error correction (ETSI EN 300 429, 4.4.2).
     /// As long as none is missing, they have 188 bytes and no offset.
     [[nodiscard]] PacketRun findPackets() const;

@@ -6,7 +6,7 @@ void visitElementaryStreams(
     const TS& header, const char* packet,
     const std::function<void(std::uint32_t type, std::uint32_t pid)>& visit) {
     constexpr std::uint32_t table_id = 0x02;
-    constexpr int info_length = 10;        // the descriptors of the program stand behind it
+    constexpr int info_length = 10;        // the descriptors of the program follow it
     constexpr int stream_size = 5;         // without its descriptors
     constexpr std::uint32_t size = 0x0FFF; // the bits of a length
 

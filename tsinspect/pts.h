@@ -7,7 +7,7 @@
 /// Ticks a second of the clock that timestamps count (ISO/IEC 13818-1, 2.4.3.7).
 inline constexpr std::uint32_t ticks_per_second = 90000;
 
-/// A fall of timestamps by more ticks than this is a jump, and not the order of B-frames.
+/// B-frames make timestamps fall by this many ticks at most; a deeper fall is a jump.
 inline constexpr std::int64_t longest_fall = std::int64_t{2} * ticks_per_second;
 
 /// Timestamps count modulo 2^33.

@@ -23,7 +23,7 @@ struct Timeline {
     /// The step from one frame to the next.
     struct Step {
         std::int64_t ticks = 0; ///< 0 for the first frame
-        bool wraps = false;     ///< the presentation timestamp is lower as a number only
+        bool wraps = false;     ///< its timestamp is lower only because the clock wrapped
         bool restarts = false;  ///< the decoding timestamp falls by more than longest_fall
         bool jumps = false;     ///< it rises by more than a second
     };

@@ -20,10 +20,9 @@ unsigned byteAt(const char* packet, std::size_t offset) {
 std::uint64_t decodeDTS(const char* packet, int offset, std::uint64_t pts) {
     constexpr std::size_t flags = 7;
     constexpr unsigned has_dts = 0x40;
-    constexpr int behind_pts = 5;
+    constexpr int pts_size = 5;
     const bool is_there = (byteAt(packet, static_cast<std::size_t>(offset) + flags) & has_dts) != 0;
-    return is_there && holdsPTS(offset + behind_pts) ? decodePTS(packet + offset + behind_pts)
-                                                     : pts;
+    return is_there && holdsPTS(offset + pts_size) ? decodePTS(packet + offset + pts_size) : pts;
 }
 
 /// True if a sequence parameter set or an IDR slice of H.264 (ISO/IEC 14496-10, 7.4.1), as only key
