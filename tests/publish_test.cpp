@@ -81,10 +81,19 @@ struct Publish : ProgramTest {
     /// What it says at the end of a run.
     std::string end() { return look(50, true); }
 
-    /// The public playlist in short.
+    /// The public playlist in short; without a discontinuity, a date is that of the one before, and
+    /// its length.
     static std::string listed() {
         const auto playlist = readPlaylist(readFile("www/live.m3u8"));
-        return playlist ? inShort(*playlist) : "none";
+        if (!playlist) {
+            return "none";
+        }
+        std::int64_t date = playlist->segments[0].date;
+        for (const LiveSegment& segment : playlist->segments) {
+            EXPECT_TRUE(segment.is_discontinuity || segment.date == date);
+            date = segment.date + segment.length;
+        }
+        return inShort(*playlist);
     }
 
     /// How many segments are in the public folder.
@@ -156,6 +165,8 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     EXPECT_EQ(playlistText(playlist), text);
     EXPECT_EQ(readPlaylist(text), playlist);
     EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
+    const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
+    EXPECT_TRUE(readPlaylist(largest).has_value());
 
     // clang-format off
     for (const auto& [part, other] : {
@@ -223,6 +234,11 @@ TEST_F(Publish, WaitsASecondForTheFirstTimestampOfTheNextSegment) {
     EXPECT_EQ(look(), "");
     EXPECT_EQ(look(1000), "published 3 1.000; ");
     EXPECT_EQ(listed(), "1/0 1 s: 1.100 1.000 1.000") << "two frames are missing, which is no jump";
+    cut(0); // by another run
+    cut(1);
+    list(0, 0);
+    EXPECT_EQ(look(), "published 4 1.000; ");
+    EXPECT_EQ(look(1000), "") << "it still writes the second one";
 }
 
 TEST_F(Publish, GoesOnWithItsPlaylistAfterEveryRunAndCrash) {
