@@ -101,6 +101,8 @@ const StreamRow rows[] = {
                  table(), packet({.pid = 0x100}), pat(), pmt(), video(44550),
                  table(), pat(), video(134999), pmt(), video(157500),
                  table(), pmt(), video(247500)}},
+    {.name = "a key frame at the start alone",
+     .packets = {segment(22500), table(), pat(), pmt(), video(135000), video(202500), video(270000)}},
     {.name = "joined in between", .packets = {video(11250), good_stream.bytes}},
     {.name = "key frames that nothing marks",
      .packets = {table(), pat(), pmt(),
