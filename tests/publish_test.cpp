@@ -81,15 +81,17 @@ struct Publish : ProgramTest {
     /// What it says at the end of a run.
     std::string end() { return look(50, true); }
 
-    /// The public playlist in short; without a discontinuity, a date is that of the one before, and
-    /// its length.
+    /// The public playlist in short. Its files have whole packets; without a discontinuity, a date
+    /// is that of the segment before, and its length.
     static std::string listed() {
         const auto playlist = readPlaylist(readFile("www/live.m3u8"));
         if (!playlist) {
             return "none";
         }
         std::int64_t date = playlist->segments[0].date;
+        std::uint32_t number = playlist->sequence;
         for (const LiveSegment& segment : playlist->segments) {
+            EXPECT_EQ(fs::file_size("www/" + address(playlist->stream, number++)) % packet_size, 0);
             EXPECT_TRUE(segment.is_discontinuity || segment.date == date);
             date = segment.date + segment.length;
         }
@@ -122,7 +124,7 @@ struct RunRow {
 // clang-format off
 const RunRow rows[] = {
     {.name = "a segment lasts until the first timestamp of the next, the last one until its end",
-     .segments = {{frames(0)}, {other(), frames(90090, 3), other()}, {frames(157500, 2)}}, .listed = 3,
+     .segments = {{frames(0)}, {other(), frames(90050, 3), other()}, {frames(157500, 2)}}, .listed = 3,
      .published = "0/0 1 s: 1.001 0.749 0.500"},
     {.name = "the clock wraps between segments",
      .segments = {{frames(pts_modulus - 90000)}, {frames(0)}}, .listed = 2,
@@ -145,7 +147,7 @@ const RunRow rows[] = {
      .segments = {{video(0), video(45000), video(22500), video(90000), video(67500)}}, .listed = 1,
      .published = "0/0 2 s: 1.500"},
     {.name = "what a crash left beyond the list is published, cut to whole packets, but no empty file",
-     .segments = {{frames(0)}, {frames(90000)}, {}, {"half a packet"}, {frames(180000), "half a packet"}},
+     .segments = {{frames(0)}, {frames(90000)}, {}, {"half a packet"}, {frames(180000), "x"}},
      .listed = 1, .published = "0/0 1 s: 1.000 1.000 | 1.000"},
     {.name = "a crash before the first playlist", .segments = {{frames(0)}, {frames(90000, 1)}},
      .published = "0/0 5 s: 1.000 0.040"},
@@ -293,6 +295,8 @@ TEST_F(Publish, EndsAStreamAfterACleanEndIfAskedTo) {
     list(0, 0);
     EXPECT_EQ(end(), "published 0 1.000; ");
     EXPECT_EQ(listed(), "0/0 1 s: 1.000") << "another stream";
+    look(7000);
+    EXPECT_EQ(filesLeft(), 3) << "whose predecessor may have had as long a list";
     restart(); // which does not forget the files of the first one
     cut(1, {frames(90000)});
     end();

@@ -1,6 +1,7 @@
 #include "segmenter/options.h"
 #include "tests/support.h"
 #include "tsinspect/dump.h"
+#include "tsinspect/frame_rate.h"
 #include "tsinspect/pat.h"
 #include "tsinspect/pts.h"
 #include "tsinspect/usual_value.h"
@@ -67,6 +68,14 @@ TEST(UsualValue, IsTheOneThatComesMostOften) {
         << "more than there are counters";
     EXPECT_EQ(usual({1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10}), 7U)
         << "a counter that becomes free goes to no value that has one already";
+}
+
+TEST(FrameRate, IsExactForCamerasFilmsAndScreens) {
+    for (const double rate :
+         {5.,  6.,  7.5, 8.,  10., 12.,  12.5, 15.,           20.,           24.,
+          25., 30., 48., 50., 60., 100., 120., 24000. / 1001, 30000. / 1001, 60000. / 1001}) {
+        EXPECT_EQ(usualRate(rate)->perSecond(), rate);
+    }
 }
 
 TEST(Programs, AreFoundWhereTheirTableIs) {
