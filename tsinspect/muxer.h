@@ -29,9 +29,8 @@ constexpr const MuxerPIDs* findMuxer(std::int32_t mux_type) {
 constexpr std::int32_t muxerOf(std::uint32_t pid) {
     std::int32_t found = 0;
     for (std::int32_t type = 0; findMuxer(type) != nullptr; ++type) {
-        const auto above = [pid](std::int32_t i) {
-            return pid - findMuxer(i)->video;
-        }; // huge if below
+        // A difference below 0 becomes huge.
+        const auto above = [pid](std::int32_t i) { return pid - findMuxer(i)->video; };
         found = above(type) < above(found) ? type : found;
     }
     return found;

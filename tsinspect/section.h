@@ -8,8 +8,7 @@
 struct Section {
     const char* packet = nullptr; ///< whose bytes the offsets count
     int begin = 0;                ///< where its table_id stands
-    int end =
-        0; ///< where its checksum stands, or the packet ends; equal to `begin` without a section
+    int end = 0; ///< where its checksum stands, or the packet ends; `begin` if there is none
 
     [[nodiscard]] std::uint32_t byte(int offset) const {
         return static_cast<unsigned char>(packet[offset]);
