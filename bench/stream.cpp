@@ -1,7 +1,7 @@
 // usage: stream SEGMENTS
 // Writes a stream on standard output that gives SEGMENTS segments, of two packets each, with
 // --duration=0: an SDT packet, and a video packet whose timestamp is one second up.
-#include "bench/packets.h"
+#include "tests/packets.h"
 #include "tsinspect/pts.h"
 
 #include <cstdlib>

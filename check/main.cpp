@@ -1,7 +1,7 @@
 #include "check/stream_check.h"
 #include "segmenter/options.h"
 #include "segmenter/packet_input.h"
-#include "segmenter/process.h"
+#include "process/signals.h"
 
 #include <iostream>
 #include <span>

@@ -1,6 +1,6 @@
 #include "publish/publisher.h"
 #include "publish/settings.h"
-#include "segmenter/process.h"
+#include "process/signals.h"
 
 #include <fcntl.h>
 #include <poll.h>

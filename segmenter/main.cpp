@@ -3,7 +3,7 @@
 #include "segmenter/marker.h"
 #include "segmenter/options.h"
 #include "segmenter/packet_input.h"
-#include "segmenter/process.h"
+#include "process/signals.h"
 #include "segmenter/segment.h"
 #include "segmenter/segment_file.h"
 

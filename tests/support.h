@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/packets.h"
+#include "tests/packets.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "segmenter/process.h"
+#include "process/signals.h"
 
 #include <fcntl.h>
 #include <unistd.h>
