@@ -58,7 +58,7 @@ void SectionReader::take(const TS& header, const char* packet,
                          const std::function<void(SectionBytes)>& visit) {
     constexpr char stuffing = '\xFF'; // where a table_id would stand
     const int offset = payloadOffset(header, packet);
-    if (!hasPayload(header) || offset >= packet_size) {
+    if (offset >= packet_size) {
         return;
     }
     std::span<const char> payload(packet + offset, packet + packet_size);
