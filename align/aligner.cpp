@@ -118,7 +118,7 @@ void Aligner::takeTable(const TS& header, const char* packet) {
     if (!programs.take(header, packet)) {
         return;
     }
-    const Program* chosen = programs.chosen();
+    const StreamProgram* chosen = programs.chosen();
     const ElementaryStream* stream = chosen == nullptr ? nullptr : chosen->mainStream();
     const ElementaryStream new_main = stream == nullptr ? ElementaryStream{} : *stream;
     if (new_main != main) {
@@ -289,7 +289,7 @@ void Aligner::plan() {
 
 /// Makes the tables of the output.
 void Aligner::setTables() {
-    const Program* chosen = programs.chosen();
+    const StreamProgram* chosen = programs.chosen();
     if (chosen == nullptr) {
         return;
     }

@@ -15,7 +15,7 @@ bool hasSound(const ElementaryStream& stream) { return stream.codec == Codec::so
 
 } // namespace
 
-const ElementaryStream* Program::mainStream() const {
+const ElementaryStream* StreamProgram::mainStream() const {
     const ElementaryStream* video = findStream(map, hasVideo);
     return video != nullptr ? video : findStream(map, hasSound);
 }
@@ -27,7 +27,7 @@ bool Programs::take(const TS& header, const char* packet) {
         association_reader.take(header, packet,
                                 [&](SectionBytes section) { is_new |= takeAssociation(section); });
     }
-    for (Program& program : programs) {
+    for (StreamProgram& program : programs) {
         if (program.entry.map_pid == pid) {
             program.reader.take(header, packet,
                                 [&](SectionBytes section) { is_new |= takeMap(program, section); });
@@ -36,11 +36,11 @@ bool Programs::take(const TS& header, const char* packet) {
     return is_new;
 }
 
-bool Programs::isChoice(const Program& program) const { return program.entry == choice; }
+bool Programs::isChoice(const StreamProgram& program) const { return program.entry == choice; }
 
-const Program* Programs::chosen() const {
+const StreamProgram* Programs::chosen() const {
     const auto found =
-        std::find_if(programs.begin(), programs.end(), [this](const Program& program) {
+        std::find_if(programs.begin(), programs.end(), [this](const StreamProgram& program) {
             return isChoice(program) && !program.section.empty();
         });
     return found == programs.end() ? nullptr : &*found;
@@ -48,7 +48,7 @@ const Program* Programs::chosen() const {
 
 std::bitset<pid_count> Programs::namedPIDs(bool by_choice) const {
     std::bitset<pid_count> pids;
-    for (const Program& program : programs) {
+    for (const StreamProgram& program : programs) {
         if (isChoice(program) == by_choice) {
             pids[program.entry.map_pid] = true;
             for (const std::size_t at : program.map.pid_fields) {
@@ -67,9 +67,9 @@ std::string Programs::missing() const {
     if (programs.empty()) {
         return "The program association table (PAT) names no program.";
     }
-    const bool has_map = std::any_of(programs.begin(), programs.end(), [](const Program& program) {
-        return !program.section.empty();
-    });
+    const bool has_map =
+        std::any_of(programs.begin(), programs.end(),
+                    [](const StreamProgram& program) { return !program.section.empty(); });
     return has_map ? "No program has video or sound." : "No program map table (PMT) came.";
 }
 
@@ -86,33 +86,34 @@ bool Programs::takeAssociation(SectionBytes section) {
     // A table may have several sections; a new version, or a single section, begins it anew.
     const bool is_more = !table->is_only_section && !association_section.empty() &&
                          !association.is_only_section && table->version == association.version;
-    std::vector<Program> before = std::exchange(programs, {});
+    std::vector<StreamProgram> before = std::exchange(programs, {});
     std::vector<ProgramEntry> entries;
-    for (const Program& program : before) {
+    for (const StreamProgram& program : before) {
         if (is_more) {
             entries.push_back(program.entry);
         }
     }
     entries.insert(entries.end(), table->programs.begin(), table->programs.end());
     for (const ProgramEntry& entry : entries) {
-        const auto has = [&entry](const Program& program) { return program.entry == entry; };
+        const auto has = [&entry](const StreamProgram& program) { return program.entry == entry; };
         if (programs.size() < most_programs &&
             std::none_of(programs.begin(), programs.end(), has)) {
             const auto known = std::find_if(before.begin(), before.end(), has);
-            programs.push_back(known != before.end() ? std::move(*known) : Program{.entry = entry});
+            programs.push_back(known != before.end() ? std::move(*known)
+                                                     : StreamProgram{.entry = entry});
         }
     }
     association_section.assign(section.begin(), section.end());
     association = *table;
     is_map.reset();
-    for (const Program& program : programs) {
+    for (const StreamProgram& program : programs) {
         is_map[program.entry.map_pid] = true;
     }
     choose();
     return true;
 }
 
-bool Programs::takeMap(Program& program, SectionBytes section) {
+bool Programs::takeMap(StreamProgram& program, SectionBytes section) {
     const bool is_new =
         !std::equal(section.begin(), section.end(), program.section.begin(), program.section.end());
     if (is_new) {
@@ -129,8 +130,9 @@ bool Programs::takeMap(Program& program, SectionBytes section) {
 
 /// Chooses a program where none is chosen that is still there. True when that changed.
 bool Programs::choose() {
-    const bool is_there = std::any_of(programs.begin(), programs.end(),
-                                      [this](const Program& program) { return isChoice(program); });
+    const bool is_there =
+        std::any_of(programs.begin(), programs.end(),
+                    [this](const StreamProgram& program) { return isChoice(program); });
     return !is_there && std::exchange(choice, findChoice()) != choice;
 }
 
@@ -138,10 +140,10 @@ bool Programs::choose() {
 /// before it are known, or when they should long have come.
 std::optional<ProgramEntry> Programs::findChoice() const {
     constexpr std::uint32_t often = 3;
-    const auto is_known = [](const Program& program) { return !program.section.empty(); };
+    const auto is_known = [](const StreamProgram& program) { return !program.section.empty(); };
     for (const auto fits : {hasVideo, hasSound}) {
         const auto found =
-            std::find_if(programs.begin(), programs.end(), [fits](const Program& program) {
+            std::find_if(programs.begin(), programs.end(), [fits](const StreamProgram& program) {
                 return findStream(program.map, fits) != nullptr;
             });
         if (found != programs.end()) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 /// A program of the stream, as far as its tables have come.
-struct Program {
+struct StreamProgram {
     ProgramEntry entry{};
     std::vector<unsigned char> section{}; ///< its program map table; empty until that has come
     ProgramMap map{};                     ///< what is in it
@@ -35,7 +35,7 @@ public:
     bool take(const TS& header, const char* packet);
 
     /// The chosen program; null before.
-    [[nodiscard]] const Program* chosen() const;
+    [[nodiscard]] const StreamProgram* chosen() const;
 
     /// Its transport stream's number.
     [[nodiscard]] std::uint32_t transportStreamID() const {
@@ -51,16 +51,16 @@ public:
 
 private:
     bool takeAssociation(SectionBytes section);
-    bool takeMap(Program& program, SectionBytes section);
+    bool takeMap(StreamProgram& program, SectionBytes section);
     bool choose();
-    [[nodiscard]] bool isChoice(const Program& program) const;
+    [[nodiscard]] bool isChoice(const StreamProgram& program) const;
     [[nodiscard]] std::bitset<pid_count> namedPIDs(bool by_choice) const;
     [[nodiscard]] std::optional<ProgramEntry> findChoice() const;
 
     SectionReader association_reader;
     std::vector<unsigned char> association_section; // the last one that was read
     ProgramAssociation association;
-    std::vector<Program> programs; // in the table's order
+    std::vector<StreamProgram> programs; // in the table's order
     std::optional<ProgramEntry> choice;
     std::bitset<pid_count> is_map;
 };

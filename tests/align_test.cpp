@@ -1,0 +1,359 @@
+#include "align/aligner.h"
+#include "segmenter/cut_rule.h"
+#include "tests/program.h"
+
+namespace {
+
+constexpr std::uint64_t s = ticks_per_second;
+
+/// The first packet of a frame of H.264, shown and decoded at these times; with `bytes` behind the
+/// PES header.
+std::string frame(std::uint64_t pts, std::uint64_t dts, const std::string& bytes, unsigned pid) {
+    std::string header = pesHeader(pts);
+    header[7] = '\xC0';
+    header[8] = 10;
+    return packet({.pid = pid, .payload = header + pesHeader(dts).substr(9) + bytes});
+}
+
+/// A key frame and another one, of H.264.
+std::string key(std::uint64_t pts, unsigned pid = 0x100) {
+    return frame(pts, pts, "\0\0\1\x65"s, pid);
+}
+std::string delta(std::uint64_t pts, unsigned pid = 0x100) {
+    return frame(pts, pts, "\0\0\1\x41"s, pid);
+}
+
+/// Key frames every `distance` ticks from 0 to `end`, each with another frame in the middle.
+std::string keyFrames(std::uint64_t distance, std::uint64_t end, std::uint64_t first = 0) {
+    std::string packets;
+    for (std::uint64_t pts = 0; pts < end; pts += distance) {
+        packets +=
+            key((first + pts) % pts_modulus) + delta((first + pts + distance / 2) % pts_modulus);
+    }
+    return packets;
+}
+
+/// What came of a stream.
+struct Aligned {
+    std::string output;                     ///< of the aligner
+    std::string segments;                   ///< what the segmenter makes of it, in words
+    std::vector<AlignedSegment> reported{}; ///< by the aligner
+    std::string messages;
+    std::string missing;
+};
+
+std::string word(const char* packet) {
+    TS header;
+    std::memcpy(&header, packet, sizeof header);
+    const std::uint32_t pid = packetPID(header);
+    const bool is_key = std::string_view(packet, packet_size).find("\0\0\1\x65"sv) < packet_size;
+    return pid == 0          ? "PAT"
+           : pid == 0x40     ? "clock"
+           : pid == 0x1000   ? "PMT"
+           : pid == 0x101    ? "other"
+           : is_key          ? "key"
+           : pid == null_pid ? "null"
+                             : "frame";
+}
+
+/// Aligns the stream that `packets` make, in pieces of `piece` bytes, and cuts it as the segmenter
+/// does.
+Aligned align(const std::string& packets, std::int32_t duration = 4, std::size_t piece = 1000) {
+    Aligned result;
+    Aligner aligner(
+        duration, [&](const AlignedSegment& segment) { result.reported.push_back(segment); },
+        [&](const std::string& message) { result.messages += message + '\n'; });
+    const auto collect = [&] {
+        result.output.append(aligner.output().data(), aligner.output().size());
+        aligner.clearOutput();
+    };
+    for (std::size_t at = 0; at < packets.size(); at += piece) {
+        aligner.take(std::string_view(packets).substr(at, piece));
+        collect();
+    }
+    aligner.end();
+    collect();
+    result.missing = aligner.missing();
+
+    Options settings;
+    settings.duration = duration;
+    settings.mux_type = 1;
+    CutRule rule(settings);
+    for (std::size_t at = 0; at < result.output.size(); at += packet_size) {
+        result.segments += rule.beginsSegment(&result.output[at]) ? (at == 0 ? "" : " | ") : " ";
+        result.segments += word(&result.output[at]);
+    }
+    return result;
+}
+
+/// The lengths of the segments in seconds, "~" in front of those that do not follow.
+std::string lengths(const Aligned& aligned) {
+    std::string text;
+    for (const AlignedSegment& segment : aligned.reported) {
+        const auto milliseconds = (segment.length + 45) / 90;
+        text += (text.empty() ? "" : " ") + (segment.follows ? ""s : "~"s) +
+                std::to_string(milliseconds);
+    }
+    return text;
+}
+
+/// The packets of `stream` on other PIDs than those of tables and clock.
+std::string media(const std::string& stream) {
+    std::string packets;
+    for (std::size_t at = 0; at < stream.size(); at += packet_size) {
+        const std::string name = word(&stream[at]);
+        if (name != "PAT" && name != "PMT" && name != "clock") {
+            packets += stream.substr(at, packet_size);
+        }
+    }
+    return packets;
+}
+
+const std::string tables = pat() + pmtOf({0x1B, 0x0F});
+
+} // namespace
+
+TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
+    struct {
+        std::string name;
+        std::string stream;
+        std::string segments;
+    } const rows[] = {
+        {"what comes before the first key frame is left out, and tables in between",
+         tables + other() + delta(0) + key(s) + tables + other() + delta(2 * s) + key(5 * s),
+         "PAT PMT clock clock key other frame clock | PAT PMT clock key"},
+        {"the last time in the upper half of the clock",
+         tables + key((1ULL << 32U) + s) + key((1ULL << 32U) + 5 * s),
+         "PAT PMT clock clock key clock clock | PAT PMT clock key"},
+        {"the clock wraps", tables + key(pts_modulus - s) + key(3 * s) + key(7 * s),
+         "PAT PMT clock clock key clock clock | PAT PMT clock key clock | PAT PMT clock key"},
+        {"the highest time", tables + key(pts_modulus - 1) + key(4 * s) + key(8 * s),
+         "PAT PMT clock clock key clock clock | PAT PMT clock key clock | PAT PMT clock key"},
+        {"a source that restarts", tables + key(100 * s) + key(104 * s) + key(0) + key(4 * s),
+         "PAT PMT clock clock key clock | PAT PMT clock key clock | PAT PMT clock key clock | "
+         "PAT PMT clock key"},
+        {"another map within a segment", tables + key(0) + pmtOf({0x1B}) + other() + key(4 * s),
+         "PAT PMT clock clock key PAT PMT other clock | PAT PMT clock key"},
+        {"a key frame whose slice comes in its second packet, behind other packets",
+         tables + key(0) + frame(4 * s, 4 * s, "\0\0\1\x09"s, 0x100) + other() +
+             packet({.pid = 0x100, .unit_start = false, .payload = "\0\0\1\x65"s}),
+         "PAT PMT clock clock key clock | PAT PMT clock frame other key"},
+        {"packets that only another program names",
+         patOf({{1, 0x1000}, {2, 0x1001}}) + pmtOf({0x1B}) + pmtOf({0x0F}, 0x1001, 0x101, 2) +
+             key(0) + other() + packet({.pid = null_pid}),
+         "PAT PMT clock clock key null"},
+        {"the first program with video is the second one",
+         patOf({{1, 0x1001}, {2, 0x1000}}) + pmtOf({0x0F}, 0x1001, 0x101, 1) +
+             pmtOf({0x1B}, 0x1000, 0x100, 2) + other() + key(0),
+         "PAT PMT clock clock key"},
+    };
+    for (const auto& [name, stream, segments] : rows) {
+        EXPECT_EQ(align(stream).segments, segments) << name;
+        EXPECT_EQ(align(stream, 4, 1).segments, segments) << name << ", byte by byte";
+    }
+}
+
+TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
+    struct {
+        std::string name;
+        std::string stream;
+        std::string lengths; // in milliseconds
+    } const rows[] = {
+        {"a key frame every 4 s", keyFrames(4 * s, 13 * s), "~4000 4000 4000 4000"},
+        {"every 2 s", keyFrames(2 * s, 9 * s), "~4000 4000 2000"},
+        {"every 1.92 s: none is nearer to 4 s", keyFrames(172800, 9 * s), "~3840 3840 1920"},
+        {"every 0.5 s: at 3.5 s it waits for the next", keyFrames(s / 2, 9 * s), "~4000 4000 1000"},
+        {"every 3.4 s: more than half a second early", keyFrames(306000, 13 * s), "~6800 6800"},
+        {"every 10 s", keyFrames(10 * s, 21 * s), "~10000 10000 10000"},
+        {"over the wrap", keyFrames(2 * s, 9 * s, pts_modulus - 3 * s), "~4000 4000 2000"},
+        {"a restart: to the end of the last frame",
+         keyFrames(2 * s, 3 * s, 99 * s) + keyFrames(2 * s, 6 * s), "~4000 ~4000 2000"},
+        {"a jump to another frame: a segment of two parts",
+         key(0) + delta(s) + delta(20 * s) + delta(21 * s) + key(22 * s) + delta(23 * s),
+         "~4000 ~2000"},
+        {"reordered frames: to the end of that shown last",
+         frame(s, 0, "\0\0\1\x65"s, 0x100) + frame(5 * s, s, "\0\0\1\x41"s, 0x100) +
+             frame(3 * s, 2 * s, "\0\0\1\x41"s, 0x100),
+         "~5000"},
+        {"other tracks with the same video",
+         keyFrames(4 * s, 8 * s) + pmtOf({0x1B, 3}) + keyFrames(4 * s, 5 * s, 8 * s),
+         "~4000 4000 ~4000 4000"},
+    };
+    for (const auto& [name, stream, expected] : rows) {
+        EXPECT_EQ(lengths(align(tables + stream)), expected) << name;
+    }
+}
+
+TEST(Aligner, CutsAtAnyFrameWhereNoKeyFrameComes) {
+    std::string stream = tables + key(0);
+    for (std::uint64_t second = 1; second <= 50; ++second) {
+        stream += delta(second * s);
+    }
+    const Aligned aligned = align(stream);
+    EXPECT_EQ(lengths(aligned), "~40000 4000 4000 3000");
+    EXPECT_EQ(aligned.messages.find("No key frame came for 40.00 s"), 0U) << aligned.messages;
+    EXPECT_EQ(std::count(aligned.messages.begin(), aligned.messages.end(), '\n'), 1);
+    EXPECT_EQ(align(tables + keyFrames(5 * s, 21 * s)).messages,
+              "A key frame came only after 5.00 s: segments get longer than 4 s. Have the encoder "
+              "make key frames more often.\n");
+}
+
+TEST(Aligner, PassesOnEveryPacketAsItCame) {
+    const std::string stream =
+        keyFrames(s, 20 * s) + other(3) + packet({.pid = 0x11}) + keyFrames(s, 9 * s);
+    const std::string aligned = align(tables + stream).output;
+    EXPECT_EQ(Stream{media(aligned)}, Stream{stream});
+    std::string m2ts;
+    std::string corrected;
+    for (std::size_t at = 0; at < (tables + stream).size(); at += packet_size) {
+        m2ts += "TIME" + (tables + stream).substr(at, packet_size);
+        corrected += (tables + stream).substr(at, packet_size) + std::string(16, 'C');
+    }
+    struct {
+        std::string name;
+        std::string stream;
+    } const rows[] = {
+        {"packets of 192 bytes", m2ts},
+        {"packets of 204 bytes", corrected},
+        {"a beginning within a packet", other().substr(100) + tables + stream},
+        {"bytes that are no packet in between", tables + other().substr(100) + tables + stream},
+        {"an end within a packet", tables + stream + other().substr(0, 100)},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Stream{align(row.stream).output}, Stream{aligned}) << row.name;
+    }
+}
+
+TEST(Aligner, MovesAStreamThatUsesTheClocksPID) {
+    const std::string stream = pat() + pmtOf({0x1B, 0x0F}, 0x1000, 0x40) + packet({.pid = 0x1FFE}) +
+                               key(0, 0x40) + delta(s, 0x40) + key(4 * s, 0x40);
+    const std::string moved = pat() + pmtOf({0x1B}, 0x1000, 0x1FFD) + key(0, 0x1FFD) +
+                              delta(s, 0x1FFD) + key(4 * s, 0x1FFD);
+    const Aligned aligned = align(stream);
+    EXPECT_EQ(lengths(aligned), "~4000 1000");
+    EXPECT_EQ(Stream{media(aligned.output)}, Stream{media(moved)});
+
+    EXPECT_NE(aligned.output.find(pmtOf({0x1B, 0x0F}, 0x1000, 0x1FFD).substr(11, 9)),
+              std::string::npos)
+        << "the map names the other PID";
+    EXPECT_EQ(align(patOf({{1, 0x40}}) + pmtOf({0x1B}, 0x40) + key(0)).segments,
+              "PAT frame clock clock key")
+        << "its map is on another PID, too";
+}
+
+TEST(Aligner, ReadsAMapOfSeveralPackets) {
+    // A program's descriptors of 180 bytes, the last of which names a PID of access messages, 0x40.
+    const std::string body = "\2\xB0\xC6\0\1\xC1\0\0\xE1\0\xF0\xB4"s + "\x80\xAC" +
+                             std::string(172, '~') + "\x09\4\0\0\xE0\x40"s + "\x1B\xE1\0\xF0\0"s;
+    const std::string whole = "\0"s + section(body);
+    const std::string map =
+        packet({.pid = 0x1000, .payload = whole.substr(0, 184)}) + other() +
+        packet({.pid = 0x1000, .unit_start = false, .payload = whole.substr(184)});
+    const Aligned aligned = align(pat() + map + key(0));
+    EXPECT_EQ(aligned.segments, "PAT PMT PMT clock clock key");
+    EXPECT_NE(aligned.output.find("\x09\4\0\0\xFF\xFE"), std::string::npos);
+    std::string damaged = map;
+    damaged[50] = '!';
+    EXPECT_EQ(align(pat() + damaged + key(0)).missing, "No program map table (PMT) came.");
+}
+
+TEST(Aligner, SaysWhatIsMissing) {
+    std::string scrambled = key(0);
+    scrambled[3] = '\x80';
+    struct {
+        std::string missing;
+        std::string stream;
+    } const rows[] = {
+        {"No transport stream came.", std::string(5000, 'x')},
+        {"No program association table (PAT) came.", times(9, key(0))},
+        {"No program map table (PMT) came.", pat() + key(0)},
+        {"No program has video or sound.", pat() + pmtOf({5}) + key(0)},
+        {"The stream is scrambled.", tables + times(5, scrambled)},
+        {"No frame with a timestamp came.", tables + other(5)},
+        {"No key frame came.", tables + delta(0) + delta(s)},
+        {"", tables + key(0)},
+    };
+    for (const auto& [missing, stream] : rows) {
+        EXPECT_EQ(align(stream).missing, missing);
+    }
+}
+
+TEST(FrameReader, KnowsKeyFramesByTheirBytes) {
+    struct {
+        std::string name;
+        Codec codec;
+        std::string bytes;
+        bool is_key_frame;
+    } const rows[] = {
+        {"H.264: an IDR slice", Codec::h264, "\0\0\1\x65"s, true},
+        {"H.264: an I slice behind a sequence parameter set", Codec::h264,
+         "\0\0\1\x67~\0\0\1\x41\xB0"s, true},
+        {"H.264: an I slice in a picture of I slices only", Codec::h264,
+         "\0\0\1\x67~\0\0\1\x41\x88"s, true},
+        {"H.264: an I slice alone", Codec::h264, "\0\0\1\x41\xB0"s, false},
+        {"H.264: a P slice behind a sequence parameter set", Codec::h264,
+         "\0\0\1\x67~\0\0\1\x41\xE0"s, false},
+        {"HEVC: an IDR slice", Codec::hevc, "\0\0\1\x46\1\0\0\1\x26"s, true},
+        {"HEVC: the last kind of IRAP", Codec::hevc, "\0\0\1\x2E"s, true},
+        {"HEVC: a trailing picture", Codec::hevc, "\0\0\1\x02"s, false},
+        {"HEVC: parameters and no picture", Codec::hevc, "\0\0\1\x42"s, false},
+        {"MPEG-2: an I picture behind a sequence header", Codec::mpeg2_video,
+         "\0\0\1\xB3~\0\0\1\0\0\x08"s, true},
+        {"MPEG-2: an I picture alone", Codec::mpeg2_video, "\0\0\1\0\0\x08"s, false},
+        {"MPEG-2: a P picture behind a sequence header", Codec::mpeg2_video,
+         "\0\0\1\xB3~\0\0\1\0\0\x10"s, false},
+        {"sound", Codec::sound, ""s, true},
+        {"other video without a mark", Codec::other_video, ""s, false},
+    };
+    for (const auto& [name, codec, bytes, is_key_frame] : rows) {
+        FrameReader reader(codec);
+        const std::string first = packet({.payload = pesHeader(s) + bytes});
+        TS header;
+        std::memcpy(&header, first.data(), sizeof header);
+        reader.begin(header, first.data());
+        EXPECT_EQ(reader.isKeyFrame(), is_key_frame) << name;
+        EXPECT_EQ(reader.pts(), s) << name;
+    }
+}
+
+using AlignerRun = ProgramTest;
+
+TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
+    const std::string stream = tables + keyFrames(4 * s, 9 * s);
+    for (const bool is_signalled : {false, true}) {
+        const Program run(SEGMENTER_ALIGN " --duration=4");
+        run.write({stream});
+        if (is_signalled) {
+            ASSERT_TRUE(eventually([&run] { return !run.output().empty(); }));
+            EXPECT_EQ(::kill(run.process(), SIGTERM), 0);
+        }
+        const Outcome outcome = run.end();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(Stream{outcome.output}, Stream{align(stream).output});
+        EXPECT_EQ(outcome.errors, "");
+    }
+}
+
+TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
+    const Program run("sh -c '" SEGMENTER_ALIGN " --duration=4; echo $? >../ended' | true");
+    EXPECT_TRUE(eventually([] { return readFile("../ended") == "0\n"; })) << "its input goes on";
+    EXPECT_EQ(run.end().status, 0);
+}
+
+TEST_F(AlignerRun, RefusesArgumentsThatMakeNoSense) {
+    for (const std::string argument :
+         {"--duration=0", "--duration=4s", "--duration=", "--duration=3601", "--length=4", "4"}) {
+        const Outcome outcome = Program(SEGMENTER_ALIGN " " + argument).end();
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.errors.find("segmenter-align: " + argument + " is not --duration="), 0U);
+    }
+    const Outcome help = Program(SEGMENTER_ALIGN " --help").end();
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.output.find("usage: segmenter-align [--duration=SECONDS]"), 0U);
+}
+
+TEST_F(AlignerRun, SaysAtTheEndWhyNothingCame) {
+    const Program run(SEGMENTER_ALIGN);
+    run.write({pat()});
+    EXPECT_EQ(run.end().errors, "segmenter-align: No program map table (PMT) came.\n");
+}
