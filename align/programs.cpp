@@ -83,17 +83,14 @@ bool Programs::takeAssociation(SectionBytes section) {
     if (!table) {
         return false;
     }
-    // A table may have several sections; a new version, or a single section, begins it anew.
-    const bool is_more = !table->is_only_section && !association_section.empty() &&
-                         !association.is_only_section && table->version == association.version;
+    // Of a table with several sections, the programs of the others stay.
     std::vector<StreamProgram> before = std::exchange(programs, {});
-    std::vector<ProgramEntry> entries;
+    std::vector<ProgramEntry> entries = table->programs;
     for (const StreamProgram& program : before) {
-        if (is_more) {
+        if (!table->is_only_section) {
             entries.push_back(program.entry);
         }
     }
-    entries.insert(entries.end(), table->programs.begin(), table->programs.end());
     for (const ProgramEntry& entry : entries) {
         const auto has = [&entry](const StreamProgram& program) { return program.entry == entry; };
         if (programs.size() < most_programs &&
@@ -104,7 +101,7 @@ bool Programs::takeAssociation(SectionBytes section) {
         }
     }
     association_section.assign(section.begin(), section.end());
-    association = *table;
+    transport_stream_id = table->transport_stream_id;
     is_map.reset();
     for (const StreamProgram& program : programs) {
         is_map[program.entry.map_pid] = true;
@@ -130,10 +127,12 @@ bool Programs::takeMap(StreamProgram& program, SectionBytes section) {
 
 /// Chooses a program where none is chosen that is still there. True when that changed.
 bool Programs::choose() {
-    const bool is_there =
-        std::any_of(programs.begin(), programs.end(),
-                    [this](const StreamProgram& program) { return isChoice(program); });
-    return !is_there && std::exchange(choice, findChoice()) != choice;
+    const std::optional<ProgramEntry> before = choice;
+    if (std::none_of(programs.begin(), programs.end(),
+                     [this](const StreamProgram& program) { return isChoice(program); })) {
+        choice = findChoice();
+    }
+    return choice != before;
 }
 
 /// The program to be chosen, as soon as that can be told: when the tables of all that would come

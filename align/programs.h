@@ -37,10 +37,8 @@ public:
     /// The chosen program; null before.
     [[nodiscard]] const StreamProgram* chosen() const;
 
-    /// Its transport stream's number.
-    [[nodiscard]] std::uint32_t transportStreamID() const {
-        return association.transport_stream_id;
-    }
+    /// The number of the transport stream.
+    [[nodiscard]] std::uint32_t transportStreamID() const { return transport_stream_id; }
 
     /// The PIDs that the chosen program's tables name, and those that the tables of others do.
     [[nodiscard]] std::bitset<pid_count> chosenPIDs() const { return namedPIDs(true); }
@@ -59,7 +57,7 @@ private:
 
     SectionReader association_reader;
     std::vector<unsigned char> association_section; // the last one that was read
-    ProgramAssociation association;
+    std::uint32_t transport_stream_id = 0;
     std::vector<StreamProgram> programs; // in the table's order
     std::optional<ProgramEntry> choice;
     std::bitset<pid_count> is_map;

@@ -113,7 +113,6 @@ std::optional<ProgramAssociation> readProgramAssociation(SectionBytes section) {
         return std::nullopt;
     }
     ProgramAssociation table = {.transport_stream_id = std::uint32_t{section[3]} << 8U | section[4],
-                                .version = section[5] >> 1U & 0x1FU,
                                 .is_only_section = section[7] == 0};
     for (std::size_t at = header_size; at + entry_size + crc_size <= section.size();
          at += entry_size) {
