@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tsinspect/section_reader.h"
 #include "tsinspect/ts.h"
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 // Packets in words, for the streams of measurements and tests.
 
@@ -60,26 +62,52 @@ inline std::string video(std::uint64_t pts, std::uint32_t pid = 0x100) {
 /// `count` packets of something else.
 inline std::string other(int count = 1) { return times(count, packet({})); }
 
-/// A program association table with the program map table of one program on PID 0x1000.
-inline std::string pat() {
-    using namespace std::string_literals;
-    return packet({.pid = 0, .payload = "\0\0\xB0\x0D\0\1\xC1\0\0\0\1\xF0\0CRC4"s});
+/// `bytes` and their checksum: a section of a table.
+inline std::string section(std::string bytes) {
+    const std::uint32_t crc =
+        sectionChecksum(std::vector<unsigned char>(bytes.begin(), bytes.end()));
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+        bytes += static_cast<char>(crc >> shift & 0xFFU);
+    }
+    return bytes;
 }
+
+/// A program association table; each program is named by its number and the PID of its map.
+inline std::string patOf(std::initializer_list<std::pair<int, std::uint32_t>> programs) {
+    using namespace std::string_literals;
+    std::string entries;
+    for (const auto& [number, pid] : programs) {
+        const unsigned bytes[] = {0, static_cast<unsigned>(number), 0xE0U | pid >> 8U, pid & 0xFFU};
+        entries.append(std::begin(bytes), std::end(bytes));
+    }
+    const auto length = static_cast<char>(9 + entries.size());
+    return packet(
+        {.pid = 0, .payload = "\0"s + section("\0\xB0"s + length + "\0\1\xC1\0\0"s + entries)});
+}
+
+/// That of one program, whose map is on PID 0x1000.
+inline std::string pat() { return patOf({{1, 0x1000}}); }
 
 /// A packet on the PID of that program map table.
 inline std::string pmt() { return packet({.pid = 0x1000}); }
 
-/// A program map table of streams of these types, on PID 0x100 and those after it.
-inline std::string pmtOf(std::initializer_list<char> types) {
+/// A program map table of streams of these types, on PID `first` and those after it.
+inline std::string pmtOf(std::initializer_list<char> types, std::uint32_t pid = 0x1000,
+                         std::uint32_t first = 0x100, int number = 1) {
     using namespace std::string_literals;
+    const auto pidBytes = [](std::uint32_t value) {
+        return std::string{static_cast<char>(0xE0U | value >> 8U),
+                           static_cast<char>(value & 0xFFU)};
+    };
     std::string streams;
-    for (const char type : types) {
-        streams += type + "\xE1"s + static_cast<char>(streams.size() / 5) + "\xF0\0"s;
+    for (std::uint32_t stream = first; const char type : types) {
+        streams += type + pidBytes(stream++) + "\xF0\0"s;
     }
     const auto length = static_cast<char>(13 + streams.size());
     return packet(
-        {.pid = 0x1000,
-         .payload = "\0\2\xB0"s + length + "\0\1\xC1\0\0\xE1\0\xF0\0"s + streams + "CRC4"});
+        {.pid = pid,
+         .payload = "\0"s + section("\2\xB0"s + length + "\0"s + static_cast<char>(number) +
+                                    "\xC1\0\0"s + pidBytes(first) + "\xF0\0"s + streams)});
 }
 
 /// Packets with these continuity counters.

@@ -53,7 +53,7 @@ void FrameReader::begin(const TS& header, const char* packet) {
 
 void FrameReader::add(const TS& header, const char* packet) {
     const int offset = payloadOffset(header, packet);
-    if (is_undecided && hasPayload(header) && offset < packet_size) {
+    if (is_undecided && offset < packet_size) {
         bytes.append(packet + offset, static_cast<std::size_t>(packet_size - offset));
         look();
     }

@@ -39,7 +39,7 @@ std::uint32_t sectionChecksum(SectionBytes bytes) {
 }
 
 /// Adds to the section as much of `payload` as belongs to it. Returns the rest.
-SectionBytes SectionReader::append(SectionBytes payload) {
+std::span<const char> SectionReader::append(std::span<const char> payload) {
     const auto add = [this, &payload](std::size_t size) {
         const std::size_t count =
             std::min(payload.size(), size > bytes.size() ? size - bytes.size() : 0);
@@ -56,13 +56,12 @@ SectionBytes SectionReader::append(SectionBytes payload) {
 
 void SectionReader::take(const TS& header, const char* packet,
                          const std::function<void(SectionBytes)>& visit) {
-    constexpr unsigned char stuffing = 0xFF; // where a table_id would stand
+    constexpr char stuffing = '\xFF'; // where a table_id would stand
     const int offset = payloadOffset(header, packet);
-    if (!hasPayload(header) || offset >= packet_size) {
+    if (offset >= packet_size) {
         return;
     }
-    SectionBytes payload(reinterpret_cast<const unsigned char*>(packet), packet_size);
-    payload = payload.subspan(static_cast<std::size_t>(offset));
+    std::span<const char> payload(packet + offset, packet + packet_size);
     const auto endSection = [this, &visit] {
         if (is_begun && bytes.size() >= length_end && bytes.size() == sectionSize(bytes)) {
             if (bytes.size() <= largest_section && sectionChecksum(bytes) == 0) {
@@ -72,7 +71,7 @@ void SectionReader::take(const TS& header, const char* packet,
         }
     };
     if (header.packet.payload_unit_start_indicator != 0) {
-        const std::size_t pointer = payload[0];
+        const std::size_t pointer = static_cast<unsigned char>(payload[0]);
         payload = payload.subspan(1);
         if (pointer > payload.size()) {
             is_begun = false;

@@ -28,7 +28,7 @@ public:
     void take(const TS& header, const char* packet, const std::function<void(SectionBytes)>& visit);
 
 private:
-    SectionBytes append(SectionBytes payload);
+    std::span<const char> append(std::span<const char> payload);
 
     std::vector<unsigned char> bytes; // of the section that is being put together
     bool is_begun = false;

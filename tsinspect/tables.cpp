@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -31,7 +32,7 @@ Codec codecOfPrivateData(SectionBytes descriptor) {
     constexpr std::size_t format_size = 4;
     const unsigned tag = descriptor[0];
     if (tag == registration && descriptor.size() >= 2 + format_size) {
-        const std::string_view format(reinterpret_cast<const char*>(&descriptor[2]), format_size);
+        const std::string format(descriptor.begin() + 2, descriptor.begin() + 2 + format_size);
         return format == "HEVC"                                           ? Codec::hevc
                : format == "AV01" || format == "VC-1" || format == "drac" ? Codec::other_video
                : std::count(std::begin(sound_formats), std::end(sound_formats), format) > 0
