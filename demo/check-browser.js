@@ -186,7 +186,7 @@ checkLive(profile, process.argv[2])
   .then(() => checkAdaptive(profile))
   .catch(error => { console.error(String(error)); process.exitCode = 1; })
   .finally(async () => {
-    await demonstration.end();
+    await demonstration?.end();
     rmSync(profile, { recursive: true });
     process.exit();
   });
