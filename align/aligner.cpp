@@ -1,7 +1,6 @@
 #include "align/aligner.h"
 
 #include "align/clock_packet.h"
-#include "tsinspect/muxer.h"
 #include "tsinspect/pts.h"
 
 #include <algorithm>
@@ -10,22 +9,16 @@
 
 namespace {
 
-constexpr std::int32_t mux_type = 1; // of the segmenter that reads the output
-constexpr std::uint32_t clock_pid = findMuxer(mux_type)->video;
-static_assert(findMuxer(mux_type)->cut == pat_pid);
-
 constexpr std::int64_t second = ticks_per_second;
 constexpr std::int64_t most_early =
-    second / 2; // so that a length, rounded, is not below --duration
+    second / 2; // so that a length, rounded, is the duration or more
 
 /// True if a frame may begin in that packet.
 bool beginsFrame(const TS& header) { return header.packet.payload_unit_start_indicator != 0; }
 
-/// `ticks` as seconds with two decimals.
+/// `ticks` as whole seconds.
 std::string seconds(std::int64_t ticks) {
-    const std::int64_t hundredths = (ticks + second / 200) / (second / 100);
-    const std::string digits = std::to_string(hundredths % 100);
-    return std::to_string(hundredths / 100) + (digits.size() < 2 ? ".0" : ".") + digits + " s";
+    return std::to_string((ticks + second / 2) / second) + " s";
 }
 
 } // namespace
@@ -137,6 +130,9 @@ void Aligner::takeTable(const TS& header, const char* packet) {
 /// Waits for a key frame of another main stream.
 void Aligner::startOver() {
     settle();
+    if (!is_waiting) {
+        segment.length = timer.length(); // what comes until then is left out
+    }
     frame = FrameReader(main.codec);
     timer.breakOff();
     is_waiting = true;
@@ -147,10 +143,16 @@ void Aligner::startOver() {
 void Aligner::takeMain(const TS& header, const char* packet) {
     if (header.packet.scrambling_control != 0) {
         is_scrambled = true;
+        if (is_started) {
+            tellOnce(told_scrambled,
+                     "The stream is scrambled now, so that no more segments begin.");
+        }
     } else if (beginsFrame(header)) {
-        settle(); // the frame before
-        held_from = packets.size();
-        is_pending = is_holding = true;
+        if (!is_pending || !is_timed) { // else the frame goes on: its slices are still to come
+            settle();                   // the frame before
+            held_from = packets.size();
+            is_pending = is_holding = true;
+        }
         is_timed = false;
         frame.begin(header, packet);
     } else if (is_pending) {
@@ -162,12 +164,12 @@ void Aligner::takeMain(const TS& header, const char* packet) {
     }
 }
 
-/// Looks at what is known of the pending frame by now.
+/// Notes what is known of the pending frame by now.
 void Aligner::look() {
     if (!is_timed && frame.hasTimes()) {
         timer.take(frame.pts(), frame.dts());
         is_timed = has_frames = true;
-        is_holding = isDue();
+        is_holding = is_holding && isDue();
     }
     if (!frame.isUndecided()) {
         settle();
@@ -201,7 +203,7 @@ bool Aligner::isDue() const {
            timer.elapsed() >= duration * second - most_early;
 }
 
-/// Whether that frame, which is due, does.
+/// Whether that frame begins a segment, where one is due.
 bool Aligner::beginsSegment(bool is_key_frame) {
     const std::int64_t wanted = duration * second;
     const std::int64_t elapsed = timer.elapsed();
@@ -211,9 +213,9 @@ bool Aligner::beginsSegment(bool is_key_frame) {
         // The next key frame will come after the same time as this one: is it nearer?
         const std::int64_t early = std::min(most_early, since_key_frame / 2);
         if (!is_break && elapsed >= wanted + second / 2) {
-            tellOnce(told_late, "A key frame came only after " + seconds(elapsed) +
-                                    ": segments get longer than " + std::to_string(duration) +
-                                    " s. Have the encoder make key frames more often.");
+            tellOnce(told_late, "Segments get longer than " + seconds(wanted) +
+                                    ", since no key frame comes nearer: the first has " +
+                                    seconds(elapsed) + '.');
         }
         return is_break || elapsed >= wanted - early;
     }
@@ -222,8 +224,8 @@ bool Aligner::beginsSegment(bool is_key_frame) {
         return false;
     }
     tellOnce(told_forced, "No key frame came for " + seconds(since_key_frame) +
-                              ": segments begin with any frame, so that players may show nothing "
-                              "until the next key frame.");
+                              ": segments begin with any frame, and players may show nothing "
+                              "until one comes.");
     return true;
 }
 
@@ -248,7 +250,7 @@ void Aligner::beginSegment() {
         writeTables(); // first, or the clock packet would be a segment
         appendClockPacket(packets, highest_time);
     }
-    appendClockPacket(packets, frame.pts());
+    appendClockPacket(packets, std::min(frame.pts(), highest_time - 1)); // the cut time must fall
     packets.moveToFront(end, held_from);
     segment = {.begin = frame.pts(),
                .follows = is_started && !is_discontinuity && !timer.hasJump()};
@@ -259,14 +261,16 @@ void Aligner::beginSegment() {
 }
 
 void Aligner::reportSegment(std::int64_t length) {
-    segment.length = std::max<std::int64_t>(length, 0);
+    if (!is_waiting) {
+        segment.length = std::max<std::int64_t>(length, 0);
+    }
     on_segment(segment);
 }
 
 /// Decides what becomes of each PID.
 void Aligner::plan() {
-    const std::bitset<pid_count> others = programs.otherPIDs();
-    const std::bitset<pid_count> own = programs.chosenPIDs();
+    const std::bitset<pid_count> others = programs.namedPIDs(false);
+    const std::bitset<pid_count> own = programs.namedPIDs(true);
     for (std::uint32_t pid = 0; pid < pid_count; ++pid) {
         routes[pid] = programs.isTable(pid) ? Route::table
                       : own[pid]            ? Route::pass

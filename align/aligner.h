@@ -26,10 +26,10 @@ struct AlignedSegment {
 
 /// Makes of any transport stream one that the segmenter cuts at key frames, with muxer type 1.
 ///
-/// That muxer's PID of video carries clock packets, which no player looks at: with them, the
-/// segmenter is told of a time past the cut time in front of a PAT that is to begin a segment, and
-/// of the first frame's time behind it. All else is passed on as it comes, but the tables, of which
-/// one program's are left, and a stream on the clock's PID, which is moved to a free one.
+/// On that muxer's PID of video it puts clock packets, which no player looks at. In front of a PAT
+/// that is to begin a segment, they tell the segmenter a time past the cut time, and behind it the
+/// time of the first frame. Tables are written anew, for one program; a stream on the clock's PID
+/// is moved to a free one; all other packets are passed on as they come.
 class Aligner {
 public:
     /// Gets each segment that has ended, in order: the n-th call tells of the segmenter's n-th
@@ -107,4 +107,5 @@ private:
     bool has_frames = false;
     bool told_late = false;
     bool told_forced = false;
+    bool told_scrambled = false;
 };

@@ -1,8 +1,14 @@
 #pragma once
 
 #include "align/packet_buffer.h"
+#include "tsinspect/muxer.h"
 
 #include <cstdint>
+
+/// The muxer type with which the segmenter reads the output, and its PID of timestamps.
+inline constexpr std::int32_t aligned_mux_type = 1;
+inline constexpr std::uint32_t clock_pid = findMuxer(aligned_mux_type)->video;
+static_assert(findMuxer(aligned_mux_type)->cut == pat_pid);
 
 /// Appends to `packets` a packet from which the segmenter, with muxer type 1, reads `time` in ticks
 /// of 90 kHz, 0 to 2^33 - 1.

@@ -1,17 +1,22 @@
 #include "align/aligner.h"
 #include "process/input.h"
+#include "process/output.h"
 #include "process/signals.h"
 #include "segmenter/options.h"
 
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstring>
 #include <iostream>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -62,25 +67,10 @@ Event waitForInput(int timeout) {
                                                          : Event::none;
 }
 
-/// Writes all of `bytes`; false when nobody reads them.
-bool writeAll(std::span<const char> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (count > 0) {
-            bytes = bytes.subspan(static_cast<std::size_t>(count));
-        } else if (errno == EAGAIN) {
-            pollfd output = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-            ::poll(&output, 1, -1);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
 
-/// Aligns standard input to standard output. Exits 0, or 2 after arguments that make no sense.
+/// Aligns standard input to standard output. Exits 0, 1 where the output cannot be written though
+/// somebody reads it, 2 after arguments that make no sense.
 int main(int argc, char** argv) {
     using namespace std::chrono;
     constexpr int exit_usage = 2;
@@ -102,26 +92,32 @@ int main(int argc, char** argv) {
         *duration, [](const AlignedSegment&) {}, tell);
     std::array<char, 65536> buffer{};
     const auto begin = steady_clock::now();
+    std::string told;
     bool is_told = false;
-    bool is_over = false;
-    while (!is_over) {
+    int error = 0;
+    for (bool is_over = false; !is_over;) {
         const Event event =
             waitForInput(is_told ? -1 : static_cast<int>(milliseconds(patience).count()));
         if (!is_told && steady_clock::now() - begin >= patience) {
             is_told = true;
-            tell(aligner.missing());
+            tell(told = aligner.missing());
         }
         is_over = event == Event::no_reader;
         const auto count = event == Event::input ? input.read(buffer) : std::nullopt;
         if (count) {
             is_over = *count == 0;
             is_over ? aligner.end() : aligner.take(std::span(buffer).first(*count));
-            is_over |= !writeAll(aligner.output());
+            error = writeAll(STDOUT_FILENO, aligner.output());
+            is_over |= error != 0;
             aligner.clearOutput();
         }
     }
-    if (!is_told) {
+    if (aligner.missing() != told) {
         tell(aligner.missing());
     }
-    return 0;
+    if (error == 0 || error == EPIPE) {
+        return 0;
+    }
+    tell(std::string("The output cannot be written: ") + std::strerror(error) + '.');
+    return 1;
 }

@@ -62,21 +62,14 @@ void OutputTable::appendTo(PacketBuffer& packets) {
 
 std::vector<unsigned char> associationSection(std::uint32_t transport_stream_id,
                                               std::uint32_t program_number, std::uint32_t map_pid) {
-    constexpr unsigned length = 13; // of all that follows it
-    return {0x00,
-            0xB0,
-            length,
-            high(transport_stream_id),
-            low(transport_stream_id),
-            0xC1,
-            0,
-            0,
-            high(program_number),
-            low(program_number),
-            low(0xE0U | high(map_pid)),
-            low(map_pid),
-            0,
-            0,
-            0,
-            0};
+    std::vector<unsigned char> section = {0x00, 0xB0, 13}; // so many bytes follow
+    const auto add = [&section](std::uint32_t number) {
+        section.insert(section.end(), {high(number), low(number)});
+    };
+    add(transport_stream_id);
+    section.insert(section.end(), {0xC1, 0, 0}); // in force, and the only section
+    add(program_number);
+    add(0xE000U | map_pid);
+    section.resize(section.size() + crc_size);
+    return section;
 }

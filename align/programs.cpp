@@ -46,10 +46,10 @@ const StreamProgram* Programs::chosen() const {
     return found == programs.end() ? nullptr : &*found;
 }
 
-std::bitset<pid_count> Programs::namedPIDs(bool by_choice) const {
+std::bitset<pid_count> Programs::namedPIDs(bool of_chosen) const {
     std::bitset<pid_count> pids;
     for (const StreamProgram& program : programs) {
-        if (isChoice(program) == by_choice) {
+        if (isChoice(program) == of_chosen) {
             pids[program.entry.map_pid] = true;
             for (const std::size_t at : program.map.pid_fields) {
                 pids[pidField(program.section, at)] = true;

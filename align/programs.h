@@ -40,9 +40,8 @@ public:
     /// The number of the transport stream.
     [[nodiscard]] std::uint32_t transportStreamID() const { return transport_stream_id; }
 
-    /// The PIDs that the chosen program's tables name, and those that the tables of others do.
-    [[nodiscard]] std::bitset<pid_count> chosenPIDs() const { return namedPIDs(true); }
-    [[nodiscard]] std::bitset<pid_count> otherPIDs() const { return namedPIDs(false); }
+    /// The PIDs that the tables name: of the chosen program, or else of all others.
+    [[nodiscard]] std::bitset<pid_count> namedPIDs(bool of_chosen) const;
 
     /// Which table is missing, or that no program has video or sound, as a sentence.
     [[nodiscard]] std::string missing() const;
@@ -52,7 +51,6 @@ private:
     bool takeMap(StreamProgram& program, SectionBytes section);
     bool choose();
     [[nodiscard]] bool isChoice(const StreamProgram& program) const;
-    [[nodiscard]] std::bitset<pid_count> namedPIDs(bool by_choice) const;
     [[nodiscard]] std::optional<ProgramEntry> findChoice() const;
 
     SectionReader association_reader;

@@ -25,7 +25,7 @@ public:
     /// From the segment's first frame to the last one that was taken, without the time of jumps.
     [[nodiscard]] std::int64_t elapsed() const;
 
-    /// The same to the end of that of its frames that is shown last.
+    /// From the segment's first frame to the end of the one that is shown last.
     [[nodiscard]] std::int64_t length() const;
 
     /// From the last key frame, or from the first frame of all, to the last one that was taken.

@@ -138,6 +138,18 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
          tables + key(0) + frame(4 * s, 4 * s, "\0\0\1\x09"s, 0x100) + other() +
              packet({.pid = 0x100, .unit_start = false, .payload = "\0\0\1\x65"s}),
          "PAT PMT clock clock key clock | PAT PMT clock frame other key"},
+        {"a key frame whose units come in a PES packet each",
+         tables + key(0) + frame(4 * s, 4 * s, "\0\0\1\x67~"s, 0x100) + other() + key(4 * s),
+         "PAT PMT clock clock key clock | PAT PMT clock frame other key"},
+        {"a source of another codec that begins between key frames",
+         tables + key(0) + pmtOf({0x24}) + frame(s, s, "\0\0\1\x02"s, 0x100) + other() +
+             frame(2 * s, 2 * s, "\0\0\1\x26"s, 0x100),
+         "PAT PMT clock clock key clock | PAT PMT clock frame"},
+        {"the highest time, and other tables behind it",
+         tables + key(pts_modulus - 1) + pmtOf({0x1B}) + other(),
+         "PAT PMT clock clock key PAT PMT other"},
+        {"packets on the clock's PID that no table names", tables + key(0) + key(s, 0x40) + other(),
+         "PAT PMT clock clock key other"},
         {"packets that only another program names",
          patOf({{1, 0x1000}, {2, 0x1001}}) + pmtOf({0x1B}) + pmtOf({0x0F}, 0x1001, 0x101, 2) +
              key(0) + other() + packet({.pid = null_pid}),
@@ -175,6 +187,10 @@ TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
          frame(s, 0, "\0\0\1\x65"s, 0x100) + frame(5 * s, s, "\0\0\1\x41"s, 0x100) +
              frame(3 * s, 2 * s, "\0\0\1\x41"s, 0x100),
          "~5000"},
+        {"another codec: what comes before its first key frame does not count",
+         keyFrames(2 * s, 3 * s) + pmtOf({0x24}) + frame(50 * s, 50 * s, "\0\0\1\x02"s, 0x100) +
+             frame(53 * s, 53 * s, "\0\0\1\x26"s, 0x100),
+         "~4000 ~1000"},
         {"other tracks with the same video",
          keyFrames(4 * s, 8 * s) + pmtOf({0x1B, 3}) + keyFrames(4 * s, 5 * s, 8 * s),
          "~4000 4000 ~4000 4000"},
@@ -191,11 +207,15 @@ TEST(Aligner, CutsAtAnyFrameWhereNoKeyFrameComes) {
     }
     const Aligned aligned = align(stream);
     EXPECT_EQ(lengths(aligned), "~40000 4000 4000 3000");
-    EXPECT_EQ(aligned.messages.find("No key frame came for 40.00 s"), 0U) << aligned.messages;
+    EXPECT_EQ(aligned.messages.find("No key frame came for 40 s"), 0U) << aligned.messages;
     EXPECT_EQ(std::count(aligned.messages.begin(), aligned.messages.end(), '\n'), 1);
-    EXPECT_EQ(align(tables + keyFrames(5 * s, 21 * s)).messages,
-              "A key frame came only after 5.00 s: segments get longer than 4 s. Have the encoder "
-              "make key frames more often.\n");
+    EXPECT_EQ(lengths(align(stream.substr(0, 2 * packet_size) + stream.substr(3 * packet_size))),
+              "~4000 4000 2000")
+        << "without a key frame it begins after 40 s, too";
+    EXPECT_EQ(lengths(align(stream, 50)), "~50000 1000") << "only once a segment is due";
+    EXPECT_EQ(
+        align(tables + keyFrames(5 * s, 21 * s)).messages,
+        "Segments get longer than 4 s, since no key frame comes nearer: the first has 5 s.\n");
 }
 
 TEST(Aligner, PassesOnEveryPacketAsItCame) {
@@ -222,6 +242,35 @@ TEST(Aligner, PassesOnEveryPacketAsItCame) {
     for (const auto& row : rows) {
         EXPECT_EQ(Stream{align(row.stream).output}, Stream{aligned}) << row.name;
     }
+}
+
+TEST(Aligner, GivesItsTablesCountersAndVersionsThatGoOn) {
+    const std::string output =
+        align(tables + key(0) + pmtOf({0x1B}) + key(4 * s) + pmtOf({0x1B}) + key(8 * s)).output;
+    std::map<std::string, std::string> counters;
+    std::string versions;
+    for (std::size_t at = 0; at < output.size(); at += packet_size) {
+        const std::string name = word(&output[at]);
+        counters[name] += std::to_string(output[at + 3] & 0x0F);
+        versions += name == "PMT" ? std::to_string(output[at + 10] >> 1 & 0x1F) : "";
+    }
+    EXPECT_EQ(counters["PAT"], "0123");
+    EXPECT_EQ(counters["PMT"], "0123");
+    EXPECT_EQ(versions, "0111");
+}
+
+TEST(Aligner, HoldsNothingBack) {
+    std::size_t count = 0;
+    Aligner aligner(
+        4, [](const AlignedSegment&) {}, [](const std::string&) {});
+    const std::string stream = tables + keyFrames(s, 20 * s);
+    for (std::size_t at = 0; at < stream.size(); at += packet_size) {
+        aligner.take(std::string_view(stream).substr(at, packet_size));
+        const std::string output(aligner.output().begin(), aligner.output().end());
+        count += output.ends_with(stream.substr(at, packet_size)) ? 1 : 0;
+        aligner.clearOutput();
+    }
+    EXPECT_EQ(count, 36U) << "all but the first five packets, which tell where packets begin";
 }
 
 TEST(Aligner, MovesAStreamThatUsesTheClocksPID) {
@@ -320,16 +369,22 @@ using AlignerRun = ProgramTest;
 
 TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     const std::string stream = tables + keyFrames(4 * s, 9 * s);
+    const std::string rest = key(12 * s) + delta(13 * s);
     for (const bool is_signalled : {false, true}) {
         const Program run(SEGMENTER_ALIGN " --duration=4");
         run.write({stream});
         if (is_signalled) {
             ASSERT_TRUE(eventually([&run] { return !run.output().empty(); }));
-            EXPECT_EQ(::kill(run.process(), SIGTERM), 0);
+            for (const int signal : {SIGSTOP, SIGTERM}) {
+                EXPECT_EQ(::kill(run.process(), signal), 0);
+                run.write(signal == SIGSTOP ? Stream{rest} : Stream{});
+            }
+            EXPECT_EQ(::kill(run.process(), SIGCONT), 0);
         }
         const Outcome outcome = run.end();
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(Stream{outcome.output}, Stream{align(stream).output});
+        EXPECT_EQ(Stream{outcome.output},
+                  Stream{align(stream + (is_signalled ? rest : "")).output});
         EXPECT_EQ(outcome.errors, "");
     }
 }

@@ -44,7 +44,7 @@ void FrameReader::begin(const TS& header, const char* packet) {
     bytes.clear();
     es_begin = 0;
     looked_at = 0;
-    has_parameters = false;
+    has_parameters = has_parameters && is_undecided; // before its slices, it may have come in parts
     has_random_access = readAdaptationField(header, packet).random_access_indicator;
     is_undecided = true;
     is_key_frame = false;
