@@ -1,19 +1,35 @@
-// usage: stream SEGMENTS
-// Writes a stream on standard output that gives SEGMENTS segments, of two packets each, with
-// --duration=0: an SDT packet, and a video packet whose timestamp is one second up.
+// usage: stream SEGMENTS [live]
+// Writes a stream on standard output that gives SEGMENTS segments, of two packets each: with
+// --duration=0, an SDT packet, and a video packet whose timestamp is one second up. With "live",
+// for segmenter-live --duration=1, a key frame and another one; PAT and PMT come first.
 #include "tests/packets.h"
 #include "tsinspect/pts.h"
 
 #include <cstdlib>
 #include <iostream>
 
+namespace {
+
+/// The first packet of a frame of H.264: a key frame, or another one.
+std::string frame(std::uint64_t pts, bool is_key) {
+    using namespace std::string_literals;
+    return packet(
+        {.pid = 0x100, .payload = pesHeader(pts) + (is_key ? "\0\0\1\x65"s : "\0\0\1\x41"s)});
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
-    if (argc != 2) {
+    if (argc < 2) {
         return EXIT_FAILURE;
     }
+    const bool is_live = argc > 2;
+    std::cout << (is_live ? pat() + pmtOf({'\x1B'}) : "");
     std::uint64_t pts = 0;
     for (int segment = std::stoi(argv[1]); segment > 0; --segment) {
         pts += ticks_per_second;
-        std::cout << table() << video(pts);
+        std::cout << (is_live ? frame(pts % pts_modulus, true) +
+                                    frame((pts + ticks_per_second / 2) % pts_modulus, false)
+                              : table() + video(pts));
     }
 }

@@ -179,10 +179,10 @@ constexpr Question questions[] = {
      "--window={window} deletes nothing, so the playlist grows without end.", keepMore},
     {9, any, [](Of of) { return of.settings.window > 0 && of.settings.window < least_window; },
      "--window={window} keeps too few segments: players start three or four before the end of a "
-     "live playlist. (segmenter-run takes care of the window.)", keepMore},
+     "live playlist. (segmenter-live takes care of the window.)", keepMore},
     {9, note, [](Of of) { return of.settings.window == 0 && of.facts.segments > 1; },
      "Note: With --window=0 every playlist says that the stream is over, which suits a recording. "
-     "For a live stream give --window=6, or use segmenter-run, which takes care of the window."},
+     "For a live stream give --window=6, or use segmenter-live, which takes care of the window."},
 
     {10, any, [](Of of) { return of.facts.jumps.count > 0; },
      "Timestamps jump forward {jumps}: players freeze or stall.",

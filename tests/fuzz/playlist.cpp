@@ -1,4 +1,4 @@
-#include "publish/live_playlist.h"
+#include "playlist/live_playlist.h"
 
 #include <cstdlib>
 

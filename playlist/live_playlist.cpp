@@ -1,12 +1,13 @@
-#include "publish/live_playlist.h"
+#include "playlist/live_playlist.h"
 
 #include "playlist/segment_name.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstddef>
-#include <iomanip>
+#include <cstdio>
 #include <numeric>
 #include <sstream>
 #include <string_view>
@@ -29,25 +30,25 @@ constexpr std::uint32_t largest_sequence = 4'000'000'000;
 /// A target duration up to this one is read back, so that the time that files stay can be counted.
 constexpr std::int64_t largest_target = 1'000'000;
 
+/// What printf makes of `format` and `values`, at most 63 characters.
+template <typename... Values>
+std::string formatted(const char* format, Values... values) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), format, values...);
+    return text.data();
+}
+
 /// `date` as RFC 3339 writes it, such as "2026-11-25T13:20:23.120Z".
 std::string dateText(std::int64_t date) {
     using namespace std::chrono;
     const sys_time<milliseconds> time{milliseconds(date)};
     const auto day = floor<days>(time);
     const year_month_day ymd(day);
-    const hh_mm_ss clock(time - day);
-    std::ostringstream out;
-    const auto number = [&out](int width) -> std::ostream& {
-        return out << std::setfill('0') << std::setw(width);
-    };
-    number(4) << static_cast<int>(ymd.year()) << '-';
-    number(2) << static_cast<unsigned>(ymd.month()) << '-';
-    number(2) << static_cast<unsigned>(ymd.day()) << 'T';
-    number(2) << clock.hours().count() << ':';
-    number(2) << clock.minutes().count() << ':';
-    number(2) << clock.seconds().count() << '.';
-    number(3) << clock.subseconds().count() << 'Z';
-    return out.str();
+    const int milliseconds_of_day = static_cast<int>((time - day).count());
+    const int second = milliseconds_of_day / 1000;
+    return formatted("%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(ymd.year()),
+                     static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                     second / 3600, second / 60 % 60, second % 60, milliseconds_of_day % 1000);
 }
 
 /// The number that `text` begins with, 0 without one.
@@ -79,6 +80,9 @@ std::int64_t readSeconds(std::string_view text) {
            (point == std::string_view::npos ? 0 : numberIn<std::int32_t>(text.substr(point + 1)));
 }
 
+/// What stands in front of the number in every address of `stream`, such as "1f6a03c2.".
+std::string streamPrefix(std::uint32_t stream) { return formatted("%08x.", unsigned{stream}); }
+
 /// Takes one line of a playlist's text into `playlist`, or into the segment that comes next.
 void readLine(LivePlaylist& playlist, LiveSegment& next, std::string_view line) {
     const auto value = [line](std::string_view tag) { return line.substr(tag.size()); };
@@ -105,16 +109,16 @@ void readLine(LivePlaylist& playlist, LiveSegment& next, std::string_view line) 
 
 } // namespace
 
-std::string addressPrefix(std::uint32_t stream) {
-    std::ostringstream out;
-    out << std::hex << std::setfill('0') << std::setw(8) << stream << '.';
-    return out.str();
+std::string fileName(const Address& address) {
+    std::string name;
+    appendNumberedName(name, streamPrefix(address.stream), address.number);
+    return name;
 }
 
-std::string address(std::uint32_t stream, std::uint32_t number) {
-    std::string name;
-    appendNumberedName(name, addressPrefix(stream), number);
-    return name;
+std::optional<Address> readAddress(std::string_view name) {
+    const auto stream = numberIn<std::uint32_t>(name, 16);
+    const auto number = numberInName(name, streamPrefix(stream));
+    return number ? std::optional<Address>({stream, *number}) : std::nullopt;
 }
 
 std::uint32_t nextNumber(const LivePlaylist& playlist) {
@@ -131,10 +135,8 @@ std::int64_t roundedSeconds(std::int64_t milliseconds) {
 }
 
 std::string secondsText(std::int64_t milliseconds) {
-    std::ostringstream out;
-    out << milliseconds / milliseconds_per_second << '.' << std::setfill('0') << std::setw(3)
-        << milliseconds % milliseconds_per_second;
-    return out.str();
+    return formatted("%lld.%03d", static_cast<long long>(milliseconds / milliseconds_per_second),
+                     static_cast<int>(milliseconds % milliseconds_per_second));
 }
 
 std::string playlistText(const LivePlaylist& playlist) {
@@ -150,7 +152,7 @@ std::string playlistText(const LivePlaylist& playlist) {
         }
         out << date_tag << dateText(segment.date) << '\n'
             << length_tag << secondsText(segment.length) << ",\n"
-            << address(playlist.stream, number++) << '\n';
+            << fileName({playlist.stream, number++}) << '\n';
     }
     if (playlist.is_ended) {
         out << end_tag << '\n';
@@ -173,19 +175,19 @@ std::optional<LivePlaylist> readPlaylist(const std::string& text) {
     return is_ours ? std::optional(playlist) : std::nullopt;
 }
 
-std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
-                                       std::ptrdiff_t listed) {
+std::vector<Address> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
+                                   std::ptrdiff_t listed) {
     constexpr std::int64_t least_target_durations = 3;
     playlist.segments.push_back(segment);
     playlist.target_duration = std::max(playlist.target_duration, roundedSeconds(segment.length));
     const std::int64_t least =
         least_target_durations * playlist.target_duration * milliseconds_per_second;
 
-    std::vector<std::string> left;
+    std::vector<Address> left;
     auto first = playlist.segments.begin();
     std::int64_t rest = listedLength(playlist) - first->length; // without the first
     for (; playlist.segments.end() - first > listed && rest >= least; rest -= (++first)->length) {
-        left.push_back(address(playlist.stream, playlist.sequence++));
+        left.push_back({playlist.stream, playlist.sequence++});
         playlist.discontinuities += first->is_discontinuity ? 1 : 0;
     }
     playlist.segments.erase(playlist.segments.begin(), first);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// One segment as a live playlist lists it.
@@ -27,11 +28,17 @@ struct LivePlaylist {
     bool operator==(const LivePlaylist&) const = default;
 };
 
-/// The file name of segment `number` of `stream`, such as "1f6a03c2.0000000018.ts".
-std::string address(std::uint32_t stream, std::uint32_t number);
+/// Which segment of which stream a file is.
+struct Address {
+    std::uint32_t stream = 0;
+    std::uint32_t number = 0;
+};
 
-/// What stands in front of the number in every address of `stream`, such as "1f6a03c2.".
-std::string addressPrefix(std::uint32_t stream);
+/// Its file name, such as "1f6a03c2.0000000018.ts".
+std::string fileName(const Address& address);
+
+/// The address of which `name` is the file name; nothing for any other name.
+std::optional<Address> readAddress(std::string_view name);
 
 /// The number that the next segment of `playlist` gets.
 std::uint32_t nextNumber(const LivePlaylist& playlist);
@@ -54,5 +61,5 @@ std::optional<LivePlaylist> readPlaylist(const std::string& text);
 /// Appends `segment`, raises the target duration if `segment`, rounded, is longer, and removes the
 /// oldest segments beyond `listed`, but none without which less than three target durations would
 /// be left (RFC 8216, 6.2.2). Returns the addresses of those that left, the oldest first.
-std::vector<std::string> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
-                                       std::ptrdiff_t listed);
+std::vector<Address> appendSegment(LivePlaylist& playlist, const LiveSegment& segment,
+                                   std::ptrdiff_t listed);

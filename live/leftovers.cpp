@@ -1,0 +1,121 @@
+#include "live/leftovers.h"
+
+#include "align/aligner.h"
+#include "live/files.h"
+#include "playlist/segment_name.h"
+#include "tsinspect/pts.h"
+#include "tsinspect/ts.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+/// A file, and what the packets in it say. Times are in 90 kHz ticks.
+struct Leftover {
+    std::string path{};
+    std::optional<std::uint32_t> number{}; ///< in its run, where that is known
+    std::int64_t good_bytes = 0;           ///< in front of the first packet without its sync byte
+    std::uint64_t begin = 0;               ///< the timestamp of the first frame
+    std::uint64_t end = 0;                 ///< the one that is expected behind the last
+    std::int64_t length = 0;               ///< without jumps; 0 where no frame was found
+    bool has_jump = false;
+};
+
+/// Fills in what is measured.
+void measure(Leftover& file) {
+    constexpr std::int32_t longest_duration = 3600;
+    const auto add = [&file](const AlignedSegment& part) {
+        file.has_jump |= file.length > 0 && !part.follows;
+        file.begin = file.length > 0 ? file.begin : part.begin;
+        file.length += part.length;
+        file.end = (part.begin + static_cast<std::uint64_t>(part.length)) % pts_modulus;
+    };
+    Aligner aligner(longest_duration, add, [](const std::string&) {});
+    std::ifstream input(file.path, std::ios::binary);
+    std::array<char, packet_size> packet{};
+    while (input.read(packet.data(), packet.size()) &&
+           static_cast<unsigned char>(packet[0]) == sync_byte) {
+        aligner.take(packet);
+        aligner.clearOutput();
+        file.good_bytes += packet_size;
+    }
+    aligner.end();
+}
+
+/// The files to publish, the oldest first.
+std::vector<Leftover> findLeftovers(const LiveSettings& settings, const Publisher& publisher) {
+    std::vector<Leftover> files;
+    for (const std::string& path : publisher.unlisted()) {
+        files.push_back({.path = path});
+    }
+    for (const std::string& name : regularFiles(settings.runFolder())) {
+        if (const auto number = numberInName(name, segment_prefix)) {
+            files.push_back({.path = settings.runFolder() + name, .number = number});
+        }
+    }
+    return files;
+}
+
+/// True when `next` belongs to the same run as `previous`, and its timestamps go on from there.
+bool follows(const Leftover& previous, const Leftover& next) {
+    constexpr std::int64_t slack = ticks_per_second; // the end of a file may be missing
+    const bool is_next =
+        next.number && previous.number ? *next.number == *previous.number + 1 : next.number != 0U;
+    return is_next && previous.length > 0 && !previous.has_jump &&
+           std::abs(ticksBetween(previous.end, next.begin)) <= slack;
+}
+
+/// The most that a segment can last, in ticks: the aligner waits for a key frame for so long.
+std::int64_t longestLength(const LiveSettings& settings) {
+    const std::int64_t duration = settings.duration;
+    return (std::max(std::min<std::int64_t>(10 * duration, 60), duration) + duration) *
+           ticks_per_second;
+}
+
+} // namespace
+
+bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
+                      const Publisher::Tell& warn) {
+    Leftover previous;
+    std::vector<Leftover> files = findLeftovers(settings, publisher);
+    if (const LivePlaylist& stream = publisher.stream();
+        !files.empty() && !stream.segments.empty()) {
+        previous.path = settings.folder + fileName({stream.stream, nextNumber(stream) - 1});
+        measure(previous);
+    }
+    for (Leftover& file : files) {
+        const FileStatus status = statusOf(file.path);
+        measure(file);
+        if (file.length == 0 || file.length > longestLength(settings)) {
+            warn(file.path + ", left by a crash, is dropped: it has no frame, or is too long.");
+            std::ignore = ::unlink(file.path.c_str());
+            file = {};
+        } else {
+            if (file.good_bytes < status.size) {
+                std::ignore = ::truncate(file.path.c_str(), file.good_bytes);
+            }
+            const FinishedSegment segment = {.path = file.path,
+                                             .length = file.length,
+                                             .follows = follows(previous, file),
+                                             .written = status.written};
+            const Published result = publisher.publish(segment);
+            if (result == Published::failed) {
+                return false;
+            }
+            if (result == Published::no_room) {
+                publisher.drop(segment);
+            }
+        }
+        previous = file;
+    }
+    return true;
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "live/settings.h"
+#include "playlist/live_playlist.h"
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A time on the monotonic clock, which is never set.
+using Moment = std::chrono::steady_clock::time_point;
+
+/// A segment file that will not change any more.
+struct FinishedSegment {
+    std::string path{};
+    std::int64_t length = 0;  ///< in 90 kHz ticks
+    bool follows = false;     ///< its timestamps and tracks go on from the segment before
+    std::int64_t written = 0; ///< when it was finished, in milliseconds since 1970, UTC
+};
+
+/// What became of a segment.
+enum class Published {
+    done,    ///< viewers see it
+    lost,    ///< there is no such file, or an empty one
+    failed,  ///< nothing has changed: it can be tried again
+    no_room, ///< the same, since the medium is full
+};
+
+/// Moves finished segments into the public folder and keeps the live playlist there.
+class Publisher {
+public:
+    using Clock = std::function<Moment()>;
+    using Tell = std::function<void(const std::string&)>;
+
+    /// Goes on with the stream whose playlist, `last`, is in the public folder, or begins one.
+    /// `tell` gets a line for each action, `warn` what an operator must know. `settings` must
+    /// outlive it.
+    Publisher(const LiveSettings& settings, const std::optional<LivePlaylist>& last, Clock clock,
+              Tell tell, Tell warn);
+
+    /// Makes `segment` the last one of the playlist.
+    Published publish(const FinishedSegment& segment);
+
+    /// Gives up `segment`, which could not be published, and deletes its file.
+    void drop(const FinishedSegment& segment);
+
+    /// Closes the playlist, if there is one; false where that fails.
+    bool endStream();
+
+    /// The stream as viewers see it.
+    [[nodiscard]] const LivePlaylist& stream() const { return version.playlist; }
+
+    /// The paths of files that got their addresses, but were not listed before the process was
+    /// killed, the oldest first.
+    [[nodiscard]] const std::vector<std::string>& unlisted() const { return unlisted_files; }
+
+private:
+    /// All that the next version of the playlist is made from.
+    struct Version {
+        LivePlaylist playlist{};
+        std::int64_t next_date = 0;     // of a segment that follows, in ticks since 1970
+        std::int64_t longest_list = 0;  // of any version so far, in milliseconds
+        std::vector<Address> leaving{}; // files that it does not list any more
+    };
+
+    /// A file that no playlist lists any more, and until when it stays.
+    struct LeftFile {
+        Address address;
+        Moment due;
+    };
+
+    void findFiles(const std::optional<LivePlaylist>& last);
+    void keep(const Address& file, std::int64_t age);
+    [[nodiscard]] std::int64_t longestSegment() const;
+    [[nodiscard]] std::string nextName() const;
+    [[nodiscard]] std::string pathOf(const FinishedSegment& segment) const;
+    [[nodiscard]] Version with(const FinishedSegment& segment) const;
+    Published show(Version next, const std::string& segment, const std::string& news);
+    Published fail(const std::string& sentence);
+    void warnOnce(bool& is_told, const std::string& sentence) const;
+    void makeRoom(std::int64_t segment_size);
+    void deleteDue();
+    std::int64_t deleteOldest();
+
+    const LiveSettings& settings;
+    Clock clock;
+    Tell tell;
+    Tell warn;
+    Version version;           // that viewers see
+    std::deque<LeftFile> left; // the first to be deleted first
+    std::vector<std::string> unlisted_files;
+    bool has_gap = false;    // segments were lost since the last one, and that was told
+    bool is_failing = false; // likewise
+    bool told_full = false;
+    bool told_small = false;
+};

@@ -1,0 +1,151 @@
+#include "live/run.h"
+
+#include "live/leftovers.h"
+#include "live/relay.h"
+#include "playlist/segment_name.h"
+#include "process/messages.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+
+using namespace std::chrono;
+
+namespace {
+
+/// The segmenter beside this program, or else the one in PATH, as a child of this process.
+class Segmenter {
+public:
+    Segmenter(const LiveSettings& settings, int stream, int lock) : process(::fork()) {
+        if (process == 0) {
+            ::dup2(stream, STDIN_FILENO);
+            ::dup2(errorDescriptor(), STDOUT_FILENO);
+            ::dup2(errorDescriptor(), STDERR_FILENO);
+            ::fcntl(lock, F_SETFD, 0); // so that it is kept
+            execute("--prefix=" + settings.runFolder(),
+                    "--duration=" + std::to_string(settings.duration));
+        }
+        ::close(stream);
+    }
+
+    /// Whether it has ended, after a wait for that if `waits`.
+    bool hasEnded(bool waits) {
+        has_ended = has_ended || ::waitpid(process, &status, waits ? 0 : WNOHANG) != 0;
+        return has_ended;
+    }
+
+    /// True when it has ended by itself: its files are whole.
+    [[nodiscard]] bool isClean() const { return has_ended && WIFEXITED(status) && status == 0; }
+
+private:
+    [[noreturn]] static void execute(const std::string& prefix, const std::string& duration) {
+        std::error_code error;
+        const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+        const std::string beside = error ? "" : self.parent_path() / "segmenter";
+        for (const std::string& path : {beside, std::string("segmenter")}) {
+            ::execlp(path.c_str(), "segmenter", prefix.c_str(), duration.c_str(), "--window=500",
+                     "--mux_type=1", nullptr);
+        }
+        warn(std::string("The segmenter cannot be started: ") + std::strerror(errno) + '.');
+        ::_exit(1);
+    }
+
+    pid_t process;
+    int status = -1;
+    bool has_ended = false;
+};
+
+/// The next report; nothing at the end. Warns when none comes for three target durations.
+std::optional<Report> nextReport(int reports, std::int64_t target_duration) {
+    const Moment begin = steady_clock::now();
+    const auto warnOf = [begin](const std::string& event) {
+        const auto passed = duration_cast<seconds>(steady_clock::now() - begin);
+        warn(event + std::to_string(passed.count()) + " s.");
+    };
+    pollfd file = {.fd = reports, .events = POLLIN, .revents = 0};
+    const bool is_silent = ::poll(&file, 1, static_cast<int>(3000 * target_duration)) == 0;
+    if (is_silent) {
+        warnOf("No new segment came for ");
+    }
+    Report report;
+    if (::read(reports, &report, sizeof report) != sizeof report) {
+        return std::nullopt;
+    }
+    if (is_silent && !report.is_end) {
+        warnOf("A new segment came after ");
+    }
+    return report;
+}
+
+/// Waits until the segmenter has finished file `number`. False when it was killed before.
+bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t number) {
+    constexpr milliseconds longest_pause(50);
+    const std::string next = segmentName(settings.runFolder(), number + 1);
+    const auto is_there = [&next] { return ::access(next.c_str(), F_OK) == 0; };
+    for (milliseconds pause(1); !is_there() && !segmenter.hasEnded(false);
+         pause = std::min(2 * pause, longest_pause)) {
+        std::this_thread::sleep_for(pause);
+    }
+    return is_there() || segmenter.isClean();
+}
+
+/// Publishes `segment`, and tries again until that can be done or the run has ended. False where it
+/// is lost or left.
+bool publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
+                   const FinishedSegment& segment, int reports) {
+    constexpr milliseconds pause(500);
+    while (true) {
+        const bool is_last_try = segmenter.hasEnded(false);
+        const Published result = publisher.publish(segment);
+        if (result == Published::done || result == Published::lost || is_last_try) {
+            return result == Published::done;
+        }
+        if (result == Published::no_room && waitingReports(reports) >= settings.listed) {
+            publisher.drop(segment); // or a medium that is full of them would stay full
+            return false;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+} // namespace
+
+bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int reports,
+                int lock) {
+    Segmenter segmenter(settings, stream, lock);
+    bool is_complete = true;
+    std::optional<Report> report;
+    for (std::uint32_t number = 0;; ++number) {
+        report = nextReport(
+            reports, std::max<std::int64_t>(publisher.stream().target_duration, settings.duration));
+        if (!report || report->is_end || !awaitFile(settings, segmenter, number)) {
+            break;
+        }
+        const FinishedSegment segment = {.path = segmentName(settings.runFolder(), number),
+                                         .length = report->segment.length,
+                                         .follows = report->segment.follows,
+                                         .written = report->time};
+        is_complete &= publishInTime(settings, publisher, segmenter, segment, reports);
+    }
+    ::close(reports); // nobody need go on reading the stream
+    segmenter.hasEnded(true);
+    if (!segmenter.isClean()) {
+        warn("The segmenter has ended before the stream.");
+    }
+    if (!segmenter.isClean() || !report || !report->is_end) {
+        publishLeftovers(settings, publisher, warn);
+        return false;
+    }
+    return is_complete && (settings.end == 0 || publisher.endStream());
+}

@@ -1,0 +1,214 @@
+#include "playlist/live_playlist.h"
+#include "tests/program.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
+Stream streamOf(int seconds, int first = 0) {
+    std::string packets = pat() + pmtOf({'\x10'});
+    for (int second = first; second < first + seconds; ++second) {
+        packets += frames(static_cast<std::uint64_t>(second) * 90000);
+    }
+    return {packets};
+}
+
+/// The segments that the playlist in `folder` lists: "xx xxx" for two of a run, three of the next;
+/// "." at the end of an ended stream.
+std::string listed(const fs::path& folder = "www") {
+    std::string segments;
+    const auto playlist = readPlaylist(readFile(folder / "live.m3u8")).value_or(LivePlaylist());
+    for (const LiveSegment& segment : playlist.segments) {
+        segments += segment.is_discontinuity ? " x" : "x";
+    }
+    return segments + (playlist.is_ended ? "." : "");
+}
+
+/// Tests of segmenter-live, with a segmenter beside it that tells its process.
+struct LiveProgram : ProgramTest {
+    LiveProgram() {
+        fs::create_directory("../bin");
+        fs::copy_file(LIVE_FILE, "../bin/segmenter-live");
+        std::ofstream("../bin/segmenter")
+            << "#!/bin/sh\necho $$ >../segmenter\nexec " SEGMENTER " \"$@\"\n";
+        fs::permissions("../bin/segmenter", fs::perms::owner_all);
+    }
+
+    /// Starts it with `arguments`, quoted for a shell.
+    static Program start(const std::string& arguments) {
+        return Program(EMULATOR " ../bin/segmenter-live " + arguments);
+    }
+
+    static Program startRun(const std::string& folder = "www") {
+        return start('"' + folder + "\" --duration=1 --listed=100");
+    }
+
+    /// Publishes `seconds` seconds in a folder.
+    static Outcome publish(const std::string& folder, int seconds) {
+        const Program program = startRun(folder);
+        program.write(streamOf(seconds));
+        return program.end();
+    }
+};
+
+TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
+    fs::create_directory("linked");
+    fs::create_directory_symlink("linked", "link");
+    for (const std::string name : {"-new/two '%s*' words/", "link"}) {
+        for (int seconds : {4, 3}) {
+            const Outcome outcome = publish(name, seconds);
+            EXPECT_EQ(outcome.status, 0);
+            EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
+            EXPECT_TRUE(outcome.marker.ends_with(std::to_string(seconds - 1) + ".ts\n"));
+        }
+        EXPECT_EQ(listed(name), "xxxx xxx");
+    }
+    EXPECT_EQ(fs::status("link/.run").permissions(), fs::perms::owner_all);
+}
+
+TEST_F(LiveProgram, EndsCleanlyOnSignals) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const Program program = start("www --duration=1 --end=1");
+        program.write(streamOf(3));
+        ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+        ::kill(program.process(), signal);
+        EXPECT_TRUE(eventually([&] { return program.output().ends_with("ended live.m3u8\n"); }));
+        EXPECT_EQ(program.end().status, 0);
+        EXPECT_EQ(listed(), "xxx.");
+    }
+}
+
+TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
+    const Program program = startRun();
+    program.write(streamOf(3));
+    ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+    ::kill(std::stoi(readFile("../segmenter")), SIGKILL);
+    EXPECT_TRUE(eventually([] { return listed() == "xxx"; }));
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.errors.find("The segmenter has ended before the stream."), std::string::npos);
+}
+
+TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
+    const Program before = startRun();
+    before.write(streamOf(3));
+    ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+    const int stopped = std::stoi(readFile("../segmenter"));
+    ::kill(stopped, SIGSTOP);
+    ::kill(before.process(), SIGKILL);
+    const Program next = startRun();
+    next.write(streamOf(3));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(listed(), "xx");
+    ::kill(stopped, SIGCONT);
+    EXPECT_TRUE(eventually([] { return listed() == "xxx xx"; }));
+    EXPECT_EQ(next.end().status, 0);
+    EXPECT_EQ(listed(), "xxx xxx");
+    EXPECT_EQ(before.end().status, 128 + SIGKILL);
+}
+
+TEST_F(LiveProgram, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
+    fs::create_directories("www/.run/folder");
+    fs::create_directory("www/2024");
+    for (const char* name : {"www/.run/vid.0000000007.ts", "www/2024/film.ts", "www/film.ts"}) {
+        std::ofstream(name) << streamOf(1).bytes;
+    }
+    EXPECT_EQ(publish("www", 3).status, 0);
+    EXPECT_EQ(listed(), "x xxx");
+    EXPECT_EQ(readFile("www/2024/film.ts"), streamOf(1).bytes);
+    EXPECT_EQ(readFile("www/film.ts"), streamOf(1).bytes);
+    EXPECT_FALSE(fs::exists("www/.run/folder"));
+}
+
+TEST_F(LiveProgram, EndsWhenNoPacketComes) {
+    const Program program = start("www --duration=1 --timeout=1 --end=1");
+    program.write(streamOf(2));
+    EXPECT_TRUE(eventually([] { return listed() == "xx"; }));
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.errors.ends_with("No packet of the stream came for 1 s.\n"));
+}
+
+TEST_F(LiveProgram, WaitsForNoReader) {
+    ASSERT_EQ(::mkfifo("unread", 0600), 0);
+    const int unread = ::open("unread", O_RDWR | O_NONBLOCK);
+    while (::write(unread, "a full pipe", 11) > 0) {
+    }
+    const Program program = start("www --duration=1 >unread 2>unread");
+    program.write(streamOf(4));
+    EXPECT_EQ(program.end().status, 0);
+    EXPECT_EQ(listed(), "xxxx");
+    ::close(unread);
+    const Program closed = start("www --duration=1 <&- >&- 2>&-");
+    EXPECT_EQ(closed.end().status, 0);
+}
+
+TEST_F(LiveProgram, SaysWhatIsMissing) {
+    const Program program = startRun();
+    program.write({"no stream at all"});
+    const Outcome outcome = program.end();
+    EXPECT_NE(outcome.errors.find("segmenter-live: No transport stream came.\n"),
+              std::string::npos);
+    EXPECT_EQ(listed(), "");
+}
+
+TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
+    std::ofstream("file") << "of someone else";
+    fs::create_directories("linked/elsewhere");
+    fs::create_directory_symlink("elsewhere", "linked/.run");
+    fs::create_directories("plain");
+    std::ofstream("plain/.run") << "of someone else";
+    fs::create_directories("unreadable/live.m3u8");
+    // clang-format off
+    for (const auto& [folder, refusal] :
+         {std::pair("file", "file/.run cannot be used: "), {"file/www", "file/www cannot be used: "},
+          {"linked", "linked/.run cannot be used: "}, {"plain", "plain/.run cannot be used: "},
+          {"unreadable", "unreadable/live.m3u8 cannot be read: "}}) {
+        const Outcome outcome = publish(folder, 2);
+        EXPECT_EQ(outcome.status, 1) << folder;
+        EXPECT_NE(outcome.errors.find(refusal), std::string::npos) << outcome.errors;
+    }
+    // clang-format on
+    EXPECT_TRUE(fs::is_empty("linked/elsewhere"));
+    std::ofstream("www.m3u8") << "half a playl";
+    fs::create_directory("www");
+    fs::rename("www.m3u8", "www/live.m3u8");
+    EXPECT_NE(
+        publish("www", 2).errors.find("is not a playlist of this program: a new stream takes"),
+        std::string::npos);
+    EXPECT_EQ(listed(), "xx");
+}
+
+TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
+    // clang-format off
+    for (const auto& [arguments, refusal] :
+         {std::pair("www --duration=0", "--duration=0: it takes a number, 1 to 3600."),
+          {"www --duration=4.04", "--duration=4.04: it takes a number,"},
+          {"www --duration=", "--duration=: it takes a number,"},
+          {"www --listed=2", "--listed=2: it takes a number, 3 to 5000."},
+          {"www --end=2", "--end=2: it takes a number, 0 to 1."},
+          {"www --timeout=-1", "--timeout=-1: it takes a number, 0 to 86400."},
+          {"www --playlist_name=../a", "--playlist_name=../a: it takes a file name"},
+          {"www --playlist_name=a..b", "--playlist_name=a..b: it takes a file name"},
+          {"www --playlist_name=.run", "--playlist_name=.run: it takes a file name"},
+          {"www --window=9", "--window=9: there is no such option;"},
+          {"www --duration", "--duration: there is no such option;"},
+          {"www two", "two: it takes one folder."}, {"''", ": it takes one folder."},
+          {"--duration=4", "It takes a folder.\nusage: segmenter-live FOLDER"}}) {
+        const Outcome outcome = start(arguments).end();
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_TRUE(outcome.errors.starts_with("segmenter-live: "s + refusal)) << outcome.errors;
+        EXPECT_TRUE(outcome.files.empty()) << arguments;
+    }
+    // clang-format on
+    const Outcome help = start("--help").end();
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.output.starts_with("usage: segmenter-live FOLDER [OPTION...] < STREAM\n"
+                                        "  --duration=5  "));
+}
+
+} // namespace

@@ -1,0 +1,427 @@
+#include "live/files.h"
+#include "live/leftovers.h"
+#include "live/publisher.h"
+#include "playlist/segment_name.h"
+#include "tests/program.h"
+#include "tsinspect/pts.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t noon = 1764072000000; // of 2025-11-25
+constexpr std::int64_t second = ticks_per_second;
+
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
+std::function<int()> sync_medium; // what syncfs does in these tests; returns an error number
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
+
+/// A playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
+/// discontinuity sequence 1 and the target duration 4, and a discontinuity before its last segment.
+std::string inShort(const LivePlaylist& playlist) {
+    std::ostringstream out;
+    out << playlist.sequence << '/' << playlist.discontinuities << ' ' << playlist.target_duration
+        << " s:";
+    for (const LiveSegment& segment : playlist.segments) {
+        out << (segment.is_discontinuity ? " | " : " ") << secondsText(segment.length);
+    }
+    out << (playlist.is_ended ? " end" : "");
+    return out.str();
+}
+
+/// Tests of a public folder, www/, with the private one in it.
+struct Live : ProgramTest {
+    Live() {
+        sync_medium = [] { return 0; };
+        beginStream();
+    }
+
+    /// Begins with empty folders.
+    void beginStream() {
+        fs::remove_all("www");
+        fs::create_directories("www/.run");
+        restart();
+    }
+
+    static std::optional<LivePlaylist> playlist() {
+        return readPlaylist(readFile("www/live.m3u8"));
+    }
+
+    /// Puts another publisher in the place of the one before.
+    void restart() {
+        publisher.emplace(
+            settings, playlist(), [this] { return Moment(now); }, tell, warn);
+    }
+
+    /// Cuts a segment of so many seconds.
+    FinishedSegment cut(double seconds, bool follows = true) {
+        const std::string path = segmentName("www/.run/", count++);
+        std::ofstream(path) << other();
+        written += static_cast<std::int64_t>(1000 * seconds);
+        return {path, static_cast<std::int64_t>(seconds * second), follows, written};
+    }
+
+    /// What is said when `action` is done: "published 0 1.000; ", with numbers for addresses, and
+    /// warnings behind a "! ".
+    std::string said(const std::function<void()>& action) {
+        output.clear();
+        action();
+        return std::regex_replace(output, std::regex("[0-9a-f]{8}\\.0{0,9}([0-9]+)\\.ts"), "$1");
+    }
+
+    /// The same of a segment that is cut and published a second after the last.
+    std::string publish(double seconds = 1, bool follows = true) {
+        now += std::chrono::seconds(1);
+        return said([&] { publisher->publish(cut(seconds, follows)); });
+    }
+
+    /// The same of publishing what a run left, as a new process does.
+    std::string publishLeft() {
+        return said([&] {
+            restart();
+            publishLeftovers(settings, *publisher, warn);
+        });
+    }
+
+    /// The public playlist in short. Its files have whole packets; without a discontinuity, a date
+    /// is that of the segment before, and its length.
+    static std::string listed() {
+        const auto stream = playlist();
+        if (!stream) {
+            return "none";
+        }
+        std::int64_t date = stream->segments[0].date;
+        std::uint32_t number = stream->sequence;
+        for (const LiveSegment& segment : stream->segments) {
+            EXPECT_EQ(fs::file_size("www/" + fileName({stream->stream, number++})) % packet_size,
+                      0);
+            EXPECT_TRUE(segment.is_discontinuity || segment.date == date);
+            date = segment.date + segment.length;
+        }
+        return inShort(*stream);
+    }
+
+    /// The public path of segment `number`.
+    static std::string publicPath(std::uint32_t number) {
+        return "www/" + fileName({playlist().value_or(LivePlaylist()).stream, number});
+    }
+
+    /// How many segments are in the public folder.
+    static long filesLeft() {
+        return std::count_if(fs::directory_iterator("www"), {},
+                             [](const auto& file) { return file.path().extension() == ".ts"; });
+    }
+
+    LiveSettings settings = {.folder = "www/", .duration = 1, .listed = 3};
+    std::chrono::milliseconds now{};
+    std::int64_t written = noon;
+    unsigned count = 0;
+    std::string output;
+    Publisher::Tell tell = [this](const std::string& line) { output += line + "; "; };
+    Publisher::Tell warn = [this](const std::string& line) { output += "! " + line + ' '; };
+    std::optional<Publisher> publisher;
+};
+
+/// What a killed run left, and how it is published.
+struct LeftoverRow {
+    const char* name;
+    std::vector<Stream> files;
+    const char* published;
+};
+
+/// A segment of so many frames, four a second, as the segmenter writes it.
+std::string whole(std::uint64_t pts, int count = 4) {
+    return pat() + pmtOf({'\x10'}) + frames(pts, count);
+}
+
+/// A frame that is shown and decoded at these times; with `adaptation` "\1\x40", a key frame.
+std::string frame(std::uint64_t pts, std::uint64_t dts, const char* adaptation = "") {
+    std::string header = pesHeader(pts);
+    header[7] = '\xC0';
+    header[8] = 10;
+    return packet(
+        {.pid = 0x100, .adaptation = adaptation, .payload = header + pesHeader(dts).substr(9)});
+}
+
+const std::string zeros(std::size_t{5} * packet_size, '\0'); // NOLINT(cert-err58-cpp)
+
+// clang-format off
+const LeftoverRow leftover_rows[] = {
+    {"each lasts until the end of its last frame, and goes on where the one before ended",
+     {{whole(0)}, {whole(90000)}, {whole(180000, 2)}}, "0/0 1 s: 1.000 1.000 0.500"},
+    {"the clock wraps in one", {{whole(pts_modulus - 45000)}, {whole(45000)}}, "0/0 1 s: 1.000 1.000"},
+    {"a discontinuity stands where timestamps do not go on", {{whole(0)}, {whole(900000)}},
+     "0/0 1 s: 1.000 | 1.000"},
+    {"and where one is missing", {{whole(0)}, {}, {whole(90000)}}, "0/0 1 s: 1.000 | 1.000"},
+    {"a jump inside is no time, and a discontinuity stands behind it",
+     {{whole(0, 2) + frames(9000000, 3)}, {whole(9067500)}}, "0/0 1 s: 1.250 | 1.000"},
+    {"frames that are shown before others", {{pat(), pmtOf({'\x10'}), frame(90000, 67500, "\1\x40"),
+     frame(157500, 90000), frame(112500, 112500), frame(135000, 135000)}}, "0/0 1 s: 1.000"},
+    {"the last one is cut to whole packets", {{whole(0)}, {whole(90000), "x"}}, "0/0 1 s: 1.000 1.000"},
+    {"and at the zeros that a power failure left", {{whole(0)}, {whole(90000, 2) + zeros + frames(135000, 2)}},
+     "0/0 1 s: 1.000 0.500"},
+    {"of zeros alone, nothing is published", {{whole(0)}, {zeros}}, "0/0 1 s: 1.000"},
+    {"nor of packets without a frame", {{pat(), other(3)}, {whole(0)}}, "0/0 1 s: 1.000"},
+    {"one that is too long does not spoil the stream", {{whole(0)}, {whole(90000, 60)}, {whole(1440000)}},
+     "0/0 1 s: 1.000 | 1.000"},
+};
+// clang-format on
+
+} // namespace
+
+extern "C" int syncfs(int /*descriptor*/) noexcept {
+    errno = sync_medium();
+    return errno == 0 ? 0 : -1;
+}
+
+TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
+    const std::string text = expectedText("playlists.txt", "a live playlist");
+    const LivePlaylist playlist = {
+        .stream = 0x1f6a03c2,
+        .target_duration = 4,
+        .sequence = 17,
+        .discontinuities = 1,
+        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
+    EXPECT_EQ(playlistText(playlist), text);
+    EXPECT_EQ(readPlaylist(text), playlist);
+    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
+    const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
+    EXPECT_TRUE(readPlaylist(largest).has_value());
+
+    // clang-format off
+    for (const auto& [part, other] : {
+             std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
+             {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
+             {"EXTINF:4.040", "EXTINF:4.04"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
+             {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
+        std::string changed = text;
+        changed.replace(changed.find(part), std::strlen(part), other);
+        EXPECT_EQ(readPlaylist(changed), std::nullopt) << other;
+    }
+    // clang-format on
+    for (std::size_t size = 0; size < text.size(); ++size) { // torn, but not between two segments
+        EXPECT_EQ(readPlaylist(text.substr(0, size)).has_value(),
+                  size == text.find("#EXT-X-DISCONTINUITY\n"))
+            << size << " bytes";
+    }
+}
+
+TEST(LivePlaylist, LetsSegmentsLeaveWhileThreeTargetDurationsStay) {
+    LivePlaylist playlist = {.target_duration = 2};
+    const auto append = [&](std::int64_t length, bool is_discontinuity = false) {
+        const std::size_t left = appendSegment(playlist, {is_discontinuity, 0, length}, 3).size();
+        return std::to_string(left) + " left: " + inShort(playlist);
+    };
+    for (const bool is_discontinuity : {false, true, false, false}) {
+        append(1500, is_discontinuity);
+    }
+    EXPECT_EQ(append(1499), "0 left: 0/0 2 s: 1.500 | 1.500 1.500 1.500 1.499");
+    EXPECT_EQ(append(1501), "2 left: 2/1 2 s: 1.500 1.500 1.499 1.501");
+    EXPECT_EQ(append(2499), "1 left: 3/1 2 s: 1.500 1.499 1.501 2.499");
+    EXPECT_EQ(append(2500), "0 left: 3/1 3 s: 1.500 1.499 1.501 2.499 2.500") << "the target rises";
+    EXPECT_EQ(append(9000), "0 left: 3/1 9 s: 1.500 1.499 1.501 2.499 2.500 9.000");
+}
+
+TEST_F(Live, ListsSegmentsAsTheyAreReported) {
+    EXPECT_EQ(publish(1.0004, false), "published 0 1.000; ");
+    EXPECT_EQ(publish(1.0004), "published 1 1.000; ");
+    EXPECT_EQ(publish(1.0004), "published 2 1.001; ") << "they add up";
+    EXPECT_EQ(publish(0.5, false), "published 3 0.500; ");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.000 1.001 | 0.500");
+    EXPECT_EQ(playlist()->segments[3].date, noon + 3000) << "when it was written, less its length";
+    EXPECT_EQ(publish(1.6),
+              "published 4 1.600; ! 4 lasts 1.600 s: the target duration rises from 1 "
+              "to 2. ");
+    restart();
+    EXPECT_EQ(publish(), "published 5 1.000; ") << "in another process";
+    EXPECT_EQ(publish(2), "published 6 2.000; ");
+    EXPECT_EQ(listed(), "2/0 2 s: 1.001 | 0.500 1.600 1.000 2.000");
+}
+
+TEST_F(Live, PublishesWhatARunLeftAsTheRowsSay) {
+    for (const LeftoverRow& row : leftover_rows) {
+        beginStream();
+        for (unsigned number = 0; const Stream& file : row.files) {
+            if (!file.bytes.empty()) {
+                std::ofstream(segmentName("www/.run/", number)) << file.bytes;
+            }
+            ++number;
+        }
+        publishLeft();
+        EXPECT_EQ(listed(), row.published) << row.name;
+        EXPECT_TRUE(fs::is_empty("www/.run")) << row.name;
+    }
+}
+
+TEST_F(Live, GoesOnWithItsStreamWhereverItWasKilled) {
+    const auto leave = [](unsigned number, std::uint64_t pts) {
+        std::ofstream(segmentName("www/.run/", number)) << whole(pts);
+    };
+    // A stream begins: the playlist is written, then the segment gets its address.
+    leave(0, 0);
+    sync_medium = [] { return EIO; };
+    publishLeft();
+    EXPECT_TRUE(fs::is_empty("www/.run"));
+    EXPECT_EQ(listed(), "none");
+    sync_medium = [] { return 0; };
+    EXPECT_EQ(publishLeft(), "published 0 1.000; ");
+    leave(1, 90000);
+    EXPECT_EQ(publishLeft(), "published 1 1.000; ");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.000") << "the same run";
+    leave(0, 180000);
+    publishLeft();
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.000 | 1.000") << "a new run";
+    leave(1, 270000);
+    leave(2, 360000);
+    sync_medium = [] { return EIO; };
+    publishLeft();
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.000 | 1.000");
+    EXPECT_EQ(filesLeft(), 4) << "one has its address already";
+    sync_medium = [] { return 0; };
+    EXPECT_EQ(publishLeft(), "published 3 1.000; published 4 1.000; ");
+    EXPECT_EQ(listed(), "2/0 1 s: | 1.000 1.000 1.000");
+}
+
+TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
+    std::map<std::string, std::string> medium; // what is on it for sure
+    int syncs = 0;
+    sync_medium = [&] {
+        for (const std::string& text : {readFile("www/live.m3u8"), medium["live.m3u8"]}) {
+            const auto seen = readPlaylist(text).value_or(LivePlaylist());
+            for (std::uint32_t number = seen.sequence; number < nextNumber(seen); ++number) {
+                EXPECT_EQ(medium[fileName({seen.stream, number})], other())
+                    << "listed, or then listed";
+                EXPECT_EQ(readFile("www/" + fileName({seen.stream, number})), other());
+            }
+        }
+        medium.clear();
+        for (const auto& file : fs::directory_iterator("www")) {
+            medium[file.path().filename()] = file.is_regular_file() ? readFile(file.path()) : "";
+        }
+        ++syncs;
+        return 0;
+    };
+    for (int i = 0; i < 20; ++i) {
+        publish();
+        EXPECT_EQ(medium["live.m3u8"], readFile("www/live.m3u8"));
+    }
+    EXPECT_EQ(syncs, 2 * 20);
+    EXPECT_LT(filesLeft(), 20) << "some were deleted";
+}
+
+TEST_F(Live, KeepsWhatLeftAsLongAsTheLongestListAndASegmentMore) {
+    std::ofstream("www/film.ts") << "of someone else";
+    for (int i = 0; i < 11; ++i) {
+        publish();
+    }
+    EXPECT_EQ(publish(), "published 11 1.000; deleted 0; ") << "7.5 s after it left, 8 in fact";
+    const auto last_version = fs::last_write_time("www/live.m3u8");
+    fs::last_write_time(publicPath(1), last_version - std::chrono::seconds(100));
+    fs::last_write_time(publicPath(2), last_version - std::chrono::seconds(6));
+    fs::last_write_time(publicPath(3), last_version + std::chrono::hours(1)); // by a wrong clock
+    EXPECT_EQ(said([&] { restart(); }), "deleted 1; ") << "the time goes on in the next process";
+    EXPECT_EQ(publish(), "published 12 1.000; ");
+    EXPECT_EQ(publish(), "published 13 1.000; deleted 2; ");
+    now += std::chrono::seconds(4);
+    EXPECT_EQ(publish(), "published 14 1.000; ");
+    EXPECT_TRUE(fs::exists(publicPath(3)));
+    now += std::chrono::milliseconds(500);
+    publish();
+    EXPECT_FALSE(fs::exists(publicPath(3)));
+    EXPECT_TRUE(fs::exists("www/film.ts"));
+}
+
+TEST_F(Live, EndsAStreamAndBeginsAnother) {
+    EXPECT_TRUE(publisher->endStream()) << "there is none";
+    EXPECT_EQ(listed(), "none");
+    publish();
+    publish();
+    EXPECT_EQ(said([&] { publisher->endStream(); }), "ended live.m3u8; ");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000 1.000 end");
+    now += std::chrono::hours(1);
+    restart();
+    EXPECT_EQ(publish(), "published 0 1.000; ");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000");
+    EXPECT_EQ(filesLeft(), 3) << "viewers have the old playlist for a while";
+    now += std::chrono::milliseconds(6400);
+    publish();
+    EXPECT_EQ(filesLeft(), 4);
+    EXPECT_EQ(publish(), "published 2 1.000; deleted 0; deleted 1; ");
+}
+
+TEST_F(Live, TriesAgainWhatFailsAndChangesNothing) {
+    publish();
+    const FinishedSegment next = cut(1);
+    const auto tryNext = [&] { return said([&] { publisher->publish(next); }); };
+    const std::string unwritable = "! www/live.m3u8 cannot be written; trying again until it can. ";
+    fs::create_directories("www/live.m3u8.tmp/full"); // in the way of the new playlist
+    EXPECT_EQ(tryNext(), unwritable);
+    EXPECT_EQ(tryNext(), "") << "once";
+    fs::remove_all("www/live.m3u8.tmp");
+    sync_medium = [] { return EIO; };
+    EXPECT_EQ(tryNext(), "");
+    EXPECT_EQ(listed(), "0/0 1 s: 1.000");
+    sync_medium = [] { return 0; };
+    EXPECT_EQ(tryNext(), "published 1 1.000; ");
+
+    fs::create_directory(publicPath(2)); // in the way of the next segment
+    const FinishedSegment third = cut(1);
+    EXPECT_EQ(said([&] { publisher->publish(third); }),
+              "! www/.run/vid.0000000002.ts cannot be moved to www/2: Is a directory. ");
+    fs::remove(publicPath(2));
+    EXPECT_EQ(said([&] { publisher->publish(third); }), "published 2 1.000; ");
+    EXPECT_EQ(said([&] { publisher->publish(third); }),
+              "! Segments are lost: the disk was full, or they waited for too long. ");
+    std::ofstream(third.path).flush();
+    EXPECT_EQ(said([&] { publisher->publish(third); }), "") << "an empty one, but told once";
+    EXPECT_EQ(publish(), "published 3 1.000; ");
+    EXPECT_EQ(listed(), "1/0 1 s: 1.000 1.000 | 1.000");
+}
+
+TEST_F(Live, FollowsNothingThatIsNoFile) {
+    std::ofstream("victim") << "of someone else";
+    for (const char* path : {"www/live.m3u8.tmp", "www/.run/vid.0000000000.ts"}) {
+        fs::create_symlink(fs::absolute("victim"), path);
+    }
+    EXPECT_EQ(::mkfifo("www/.run/vid.0000000001.ts", 0600), 0);
+    publishLeft();
+    EXPECT_EQ(listed(), "none");
+    count = 2;
+    EXPECT_EQ(publish(), "published 0 1.000; ");
+    EXPECT_EQ(::mkfifo("www/live.m3u8.tmp", 0600), 0);
+    EXPECT_EQ(publish(), "published 1 1.000; ");
+    EXPECT_EQ(readFile("victim"), "of someone else");
+    EXPECT_EQ(readSmallFile("www"), std::nullopt);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(Live, MakesRoomOnAFullMedium) {
+    for (int i = 0; i < 6; ++i) {
+        publish();
+    }
+    const FinishedSegment large = cut(1);
+    EXPECT_EQ(std::system(("truncate -s 8648000000000 " + large.path).c_str()), 0);
+    EXPECT_TRUE(said([&] { publisher->publish(large); })
+                    .starts_with("! www/ is full: files that left the list go early. deleted 0; "
+                                 "deleted 1; deleted 2; ! www/ is too small: two more segments of "
+                                 "8648000000 KB do not fit. published 6 1.000; "));
+    const FinishedSegment next = cut(1);
+    sync_medium = [] { return ENOSPC; };
+    Published result{};
+    EXPECT_EQ(said([&] { result = publisher->publish(next); }),
+              "! www/live.m3u8 cannot be written; trying again until it can. deleted 3; ");
+    EXPECT_EQ(result, Published::no_room);
+    EXPECT_EQ(listed(), "4/0 1 s: 1.000 1.000 1.000");
+    publisher->drop(next);
+    EXPECT_EQ(filesLeft(), 3);
+}
