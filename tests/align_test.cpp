@@ -212,7 +212,6 @@ TEST(Aligner, CutsAtAnyFrameWhereNoKeyFrameComes) {
     EXPECT_EQ(lengths(align(stream.substr(0, 2 * packet_size) + stream.substr(3 * packet_size))),
               "~4000 4000 2000")
         << "without a key frame it begins after 40 s, too";
-    EXPECT_EQ(lengths(align(stream, 50)), "~50000 1000") << "only once a segment is due";
     EXPECT_EQ(
         align(tables + keyFrames(5 * s, 21 * s)).messages,
         "Segments get longer than 4 s, since no key frame comes nearer: the first has 5 s.\n");
@@ -263,14 +262,15 @@ TEST(Aligner, HoldsNothingBack) {
     std::size_t count = 0;
     Aligner aligner(
         4, [](const AlignedSegment&) {}, [](const std::string&) {});
-    const std::string stream = tables + keyFrames(s, 20 * s);
+    const std::string stream = tables + keyFrames(s, 21 * s) + video(21 * s) + other();
     for (std::size_t at = 0; at < stream.size(); at += packet_size) {
         aligner.take(std::string_view(stream).substr(at, packet_size));
         const std::string output(aligner.output().begin(), aligner.output().end());
         count += output.ends_with(stream.substr(at, packet_size)) ? 1 : 0;
         aligner.clearOutput();
     }
-    EXPECT_EQ(count, 36U) << "all but the first five packets, which tell where packets begin";
+    EXPECT_EQ(count, stream.size() / packet_size - 5)
+        << "all but the first five packets, which tell where packets begin";
 }
 
 TEST(Aligner, MovesAStreamThatUsesTheClocksPID) {

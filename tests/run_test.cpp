@@ -19,7 +19,7 @@ const char* const non_blocking = "sh -c 'dd iflag=nonblock count=0 status=none; 
 /// The options, as the README lists them.
 std::string helpText() {
     const std::string readme = readFile(ROOT "README.md");
-    const std::size_t begin = readme.find("```\n", readme.find("## Options")) + 4;
+    const std::size_t begin = readme.find("```\n        --help") + 4;
     return readme.substr(begin, readme.find("```", begin) - begin);
 }
 
