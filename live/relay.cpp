@@ -4,6 +4,7 @@
 #include "process/messages.h"
 #include "process/output.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -27,7 +28,13 @@ public:
     Relay(const LiveSettings& settings, int stream, int reports)
         : settings(settings), stream(stream), reports(reports),
           aligner(
-              settings.duration, [this](const AlignedSegment& ended) { add(ended); }, warn) {}
+              settings.duration, [this](const AlignedSegment& ended) { add(ended); }, warn) {
+        // While the medium is busy, the stream waits in pipes as large as anyone may have: in both
+        // together, a second of 16 Mbit/s.
+        for (const int pipe : {STDIN_FILENO, stream}) {
+            std::ignore = ::fcntl(pipe, F_SETPIPE_SZ, 1U << 20U);
+        }
+    }
 
     void run() {
         for (bool is_over = false; !is_over;) {
