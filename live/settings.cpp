@@ -84,7 +84,7 @@ std::string readArguments(LiveSettings& settings, int count, const char* const* 
             settings.folder = argument;
         }
         if (!refusal.empty()) {
-            return argument + ": " + refusal;
+            return refusal.insert(0, argument + ": ");
         }
     }
     return settings.folder.empty() ? "It takes a folder.\n" + liveUsage() : "";

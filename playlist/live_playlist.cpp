@@ -11,6 +11,7 @@
 #include <numeric>
 #include <sstream>
 #include <string_view>
+#include <tuple>
 
 namespace {
 
@@ -34,7 +35,7 @@ constexpr std::int64_t largest_target = 1'000'000;
 template <typename... Values>
 std::string formatted(const char* format, Values... values) {
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
+    std::ignore = std::snprintf(text.data(), text.size(), format, values...);
     return text.data();
 }
 
