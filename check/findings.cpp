@@ -1,243 +1,224 @@
 #include "check/findings.h"
 
-#include "check/text.h"
 #include "tsinspect/muxer.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace {
 
-constexpr std::int64_t second = ticks_per_second;
+using std::to_string;
 
-/// What the questions are about: a stream, its settings, and what follows from both.
-struct Stream {
-    const StreamFacts& facts;
-    const Timeline& video;
-    const Options& settings;
-    const std::string& stray_words;
-    const MuxerPIDs* muxer; ///< null for an unknown one
-    PacketRun packets;      ///< after the first missing sync byte
+constexpr std::int32_t least_window = 5; // four listed segments, with which all players start
 
-    /// Whether nothing keeps segments from being cut.
-    [[nodiscard]] bool isCut() const {
-        return facts.cut_packets > 0 && video.frames > 0 && !facts.video.is_elsewhere &&
-               video.reordered == 0;
-    }
-
-    /// Whether nothing was cut for more than two durations.
-    [[nodiscard]] bool isStuck() const {
-        return facts.uncut_time > 2 * second * std::max(settings.duration, 1);
-    }
-};
-
-/// "in segment 3", or "2 times, first in segment 3".
-std::string where(const Lengths& events) {
-    return (events.count == 1 ? "" : counted(events.count, "time") + ", first ") + "in segment " +
-           std::to_string(events.first);
+/// "2 of 5 segments".
+std::string part(std::uint64_t count, std::uint64_t all, const char* noun) {
+    return to_string(count) + " of " + to_string(all) + ' ' + noun;
 }
 
+/// The streams of the program that browsers do not play, with their PIDs.
 std::string unplayableStreams(const StreamFacts& facts) {
+    // clang-format off
+    constexpr std::pair<std::uint32_t, const char*> names[] = { // ISO/IEC 13818-1, table 2-34
+        {0x01, " MPEG-1 video"}, {0x02, " MPEG-2 video"}, {0x03, " MPEG audio, if not MP3"},
+        {0x04, " MPEG audio, if not MP3"}, {0x10, " MPEG-4 Visual"}, {0x11, " AAC as LATM"},
+        {0x24, " HEVC (a few play it)"}, {0x81, " AC-3"}, {0x87, " E-AC-3"},
+        {0x06, " private data: subtitles, or sound such as G.711"}};
+    // clang-format on
     std::string list;
-    for (const auto& [pid, type] : facts.streams.types) {
-        if (const char* name = unplayable(type)) {
-            list += (list.empty() ? "" : "; ") + pidName(pid) + ' ' + name;
+    const auto* program = facts.programs.chosen();
+    for (const auto& stream : program == nullptr ? ProgramMap().streams : program->map.streams) {
+        for (const auto& [type, name] : names) {
+            if (stream.type == type) {
+                list += (list.empty() ? "" : "; ") + pidName(stream.pid) + name;
+            }
         }
     }
     return list;
 }
 
-/// What the texts may name.
-Values valuesOf(const Stream& of) {
-    const StreamFacts& facts = of.facts;
-    const Timeline& video = of.video;
-    const auto text = [](auto number) { return std::to_string(number); };
-    // clang-format off
-    return {
-        {"{broken}", text(facts.sync.missing) + " of " + text(facts.sync.packets)},
-        {"{first}", text(facts.sync.first_missing)},
-        {"{late}", counted(of.packets.offset, "byte")}, {"{PID}", pidName(facts.video.pid)},
-        {"{video PID}", of.muxer == nullptr ? "" : pidName(of.muxer->video)},
-        {"{cut PID}", of.muxer == nullptr ? "" : pidName(of.muxer->cut)},
-        {"{frames}", counted(video.frames, "frame")}, {"{falls}", counted(video.reordered, "time")},
-        {"{restarts}", where(facts.restarts)},
-        {"{jumps}", where(facts.jumps) + ", by " + range(facts.jumps)},
-        {"{uncut}", seconds(facts.uncut_time)}, {"{judged}", text(facts.judged)},
-        {"{keyless}", text(facts.keyless)}, {"{tableless}", text(facts.tableless)},
-        {"{unmarked}", text(facts.video.unmarked)}, {"{lengths}", range(facts.misstated)},
-        {"{misstated}", text(facts.misstated.count) + " of " + text(facts.measured.count)},
-        {"{lost}", counted(facts.continuity.lost, "packet")},
-        {"{packets}", counted(facts.sync.packets, "packet")},
-        {"{damaged}", text(facts.damaged)}, {"{scrambled}", text(facts.scrambled)},
-        {"{video time}", seconds(video.steps_time)},
-        {"{streams}", unplayableStreams(facts)}, {"{words}", of.stray_words},
-        {"{duration}", text(of.settings.duration)}, {"{window}", text(of.settings.window)},
-        {"{mux_type}", text(of.settings.mux_type)},
-    };
-    // clang-format on
+/// When something can be told: once segments were cut, or should have been, or when the stream is
+/// over, and then perhaps only as a note, since there is nothing to fix.
+enum class Moment { start, cuts, end, note };
+using enum Moment;
+
+/// Finds what is wrong, in the order of the numbers.
+struct Judge {
+    const StreamFacts& facts;
+    const Options& settings;
+    Moment now;
+    std::vector<Finding> findings{};
+
+    /// Where `holds`, and where it is not too early, adds a finding, or a sentence to the last one
+    /// if that has the same number; true if so.
+    bool tell(int number, bool holds, const std::string& text, Moment moment = cuts) {
+        if (!holds || now < moment || (facts.areNoise() && number != 1 && number != 13)) {
+            return false;
+        }
+        if (findings.empty() || findings.back().number != number) {
+            findings.push_back({.number = number, .is_note = moment == note});
+        }
+        findings.back().text += (findings.back().text.empty() ? "" : " ") + text;
+        return true;
+    }
+
+    /// The same for what cureFor() repairs.
+    void cure(int number, bool holds, const std::string& text) {
+        if (tell(number, holds, text)) {
+            findings.back().is_cured = true;
+        }
+    }
+
+    void judgeCutting();
+    void judgeFrames();
+    void judgeSettings(const std::string& stray_words);
+
+    /// What is wrong with how often key frames come, if anything.
+    [[nodiscard]] std::string keyFrameComplaints() const {
+        const std::int64_t least = (now >= end ? 1 : 0) + facts.timeline.time / twoDurations();
+        const bool are_enough = static_cast<std::int64_t>(facts.key_frames) >= least;
+        return are_enough || facts.timeline.frames == 0 || !facts.complaints.empty()
+                   ? facts.complaints
+                   : "Only " + counted(facts.key_frames, "key frame") + " came in " +
+                         counted(facts.timeline.frames, "frame") + ", and players begin with one.";
+    }
+
+    /// In ticks.
+    [[nodiscard]] std::int64_t twoDurations() const {
+        return std::int64_t{2} * ticks_per_second * std::max(settings.duration, 1);
+    }
+};
+
+void Judge::judgeCutting() {
+    const MuxerPIDs* known = findMuxer(settings.mux_type);
+    const MuxerPIDs pids = known == nullptr ? MuxerPIDs{} : *known;
+    const Timeline& frames = facts.timeline;
+    const bool has_frames = frames.frames > 0;
+    const bool is_timed = has_frames && facts.timed > 0 && known != nullptr;
+    const bool is_reordered = is_timed && frames.reordered > 0 && facts.main.pid == pids.video;
+    const bool is_cut = is_timed && facts.cut_packets > 0 && !is_reordered;
+    const bool is_stuck = facts.uncut_time > twoDurations();
+    const std::string unsynced = part(facts.unsynced, facts.packets, "packets") +
+                                 " do not begin where the segmenter reads them, every 188 bytes";
+
+    tell(1, facts.packets == 0, "Not one whole packet arrived; the muxer may not have started.",
+         end);
+    tell(1, facts.unsynced > 0 && !facts.missing.empty(), unsynced + ". " + facts.missing);
+    cure(1, facts.unsynced > 0 && facts.missing.empty(),
+         unsynced + ": they are longer, or bytes were lost, added or damaged on the way.");
+    tell(2, !has_frames && facts.unusable * 2 < facts.packets, facts.missing);
+    cure(2, has_frames && facts.timed == 0,
+         "The segmenter looks for timestamps in video with stream id 0xE0 on PID " +
+             pidName(pids.video) + ", and finds none: the " +
+             (isVideo(facts.main.codec) ? "video" : "sound") + " is on PID " +
+             pidName(facts.main.pid) + '.');
+    cure(3, has_frames && known == nullptr,
+         "--mux_type=" + to_string(settings.mux_type) +
+             " is not a known muxer, so nothing is ever cut.");
+    cure(3, is_timed && facts.cut_packets == 0,
+         "No packet came on PID " + pidName(pids.cut) + ", and only those can begin a segment.");
+    cure(4, is_reordered,
+         part(frames.reordered, frames.frames, "timestamps") +
+             " go back, as they do with B-frames, so segments end late or never.");
+    tell(4, facts.restarts.count > 0,
+         "The source restarted " + facts.restarts.where() +
+             ", and the playlist does not tell players. Restart the segmenter together with its "
+             "source, or use segmenter-live.");
+    cure(5, is_cut && is_stuck && keyFrameComplaints().empty(),
+         "Nothing was cut in the last " + seconds(facts.uncut_time) + ", although --duration is " +
+             to_string(settings.duration) + '.');
+    tell(12, is_cut && !is_stuck && facts.measured.count < 2,
+         "Too short to judge: " + seconds(frames.time) +
+             ", with fewer than two whole segments. Check a longer part.",
+         end);
 }
 
-using Of = const Stream&;
-constexpr std::int32_t least_window = 5; // four listed segments, with which all players start
+void Judge::judgeFrames() {
+    const std::string complaints = keyFrameComplaints();
+    cure(6, facts.keyless > 0 && facts.key_frames > 0,
+         part(facts.keyless, facts.judged, "segments") +
+             " begin without a key frame: players cannot join there.");
+    cure(6, facts.tableless > 0,
+         part(facts.tableless, facts.judged, "segments") +
+             " have no PAT and PMT in front of the frames: players cannot join there.");
+    tell(7, !complaints.empty(),
+         complaints +
+             " Have the encoder make key frames more often (FFmpeg: -g, x264enc: key-int-max).");
+    cure(7, facts.misstated.count > 0 && complaints.empty() && settings.duration > 0,
+         part(facts.misstated.count, facts.measured.count, "segments") + " last " +
+             facts.misstated.range() + ", but the playlist says " + to_string(settings.duration) +
+             " s; players may stall.");
+    tell(8, facts.continuity.lost > 0,
+         "At least " + counted(facts.continuity.lost, "packet") +
+             " got lost on the way. A pipe loses none unless its source restarts; over UDP, a "
+             "larger buffer helps (FFmpeg: ?buffer_size=4000000, GStreamer: buffer-size=4000000).");
+    tell(10, facts.jumps.count > 0,
+         "Timestamps jump forward " + facts.jumps.where() + ", by " + facts.jumps.range() +
+             ": players freeze or stall.");
+    tell(11, facts.unusable > 0,
+         part(facts.unusable, facts.packets, "packets") +
+             " are scrambled, or marked as damaged: players cannot use them.");
+    const std::string unplayable = unplayableStreams(facts);
+    tell(14, !unplayable.empty(),
+         "Note: Browsers play H.264 and AAC, but not what is on these PIDs: " + unplayable + '.',
+         note);
+    tell(15, facts.bare_key_frames > 0,
+         part(facts.bare_key_frames, facts.key_frames, "key frames") +
+             " come without parameter sets: players cannot begin there. Have these repeated "
+             "(GStreamer: h265parse or h264parse config-interval=-1).");
+}
 
-/// When a question can be answered.
-enum class Moment {
-    any,        ///< as soon as it is true
-    after_cuts, ///< once segments were cut, or none was for a long time
-    end,        ///< when the stream is over
-    note,       ///< at the end, too, but only as a note: there is nothing to fix
-};
-
-/// Something that can be wrong. Questions with the same number stand together: what is wrong under
-/// one number makes up one finding.
-struct Question {
-    int number;
-    Moment moment;
-    bool (*holds)(Of);
-    const char* text;
-    void (*fix)(Of, Cure&) = [](Of, Cure&) {};
-};
-
-void align(Of /*of*/, Cure& cure) { cure.aligns = true; }
-void remux(Of /*of*/, Cure& cure) { cure.remuxes = true; }
-void keepMore(Of /*of*/, Cure& cure) { cure.settings.window = 6; }
-
-// clang-format off
-using enum Moment;
-constexpr Question questions[] = {
-    {1, after_cuts, [](Of of) { return of.facts.sync.packets == 0; },
-     "Not one whole packet arrived; the muxer may not have started."},
-    {1, after_cuts, [](Of of) { return of.packets.size == 192; },
-     "Packets are 192 bytes long, not 188: each has a timestamp of four bytes in front.",
-     [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->small_packets); }},
-    {1, after_cuts, [](Of of) { return of.packets.size == 204; },
-     "Packets are 204 bytes long, not 188: each ends with 16 bytes of error correction.", remux},
-    {1, after_cuts, [](Of of) { return of.packets.size == packet_size && of.packets.offset > 0; },
-     "From packet {first} on, packets start {late} late and cannot be read: bytes were lost or "
-     "added, as happens when the muxer starts before the segmenter."},
-    {1, after_cuts, [](Of of) { return of.packets.size == 0 && of.facts.sync.areNoise(); },
-     "This is not a transport stream: {broken} packets have no sync byte.",
-     [](Of, Cure& cure) { cure.lines.emplace_back(cure.advice->transport_stream); }},
-    {1, after_cuts, [](Of of) { return of.packets.size == 0 && !of.facts.sync.areNoise(); },
-     "Something damages the stream on its way: {broken} packets have no sync byte, the first of "
-     "them packet {first}."},
-
-    {2, after_cuts, [](Of of) { return of.video.frames == 0 && of.facts.video.has_odd_id; },
-     "The video's stream id is not 0xE0, the only one that the segmenter looks for.", remux},
-    {2, after_cuts, [](Of of) { return of.video.frames == 0 && !of.facts.video.has_odd_id; },
-     "There is no video on any PID."},
-    {2, after_cuts, [](Of of) { return of.facts.video.is_elsewhere; },
-     "There is no video on PID {video PID}, where the segmenter looks for it, but on PID {PID}.",
-     [](Of of, Cure& cure) {
-         cure.settings.mux_type = muxerOf(of.facts.video.pid);
-         cure.advice = &muxer_advice[cure.settings.mux_type];
-         cure.aligns = of.facts.video.pid != findMuxer(cure.settings.mux_type)->video;
-     }},
-
-    {3, after_cuts, [](Of of) { return of.muxer == nullptr; },
-     "--mux_type={mux_type} is not a known muxer, so nothing is ever cut.",
-     [](Of of, Cure& cure) { cure.settings.mux_type = muxerOf(of.facts.video.pid); }},
-    {3, after_cuts,
-     [](Of of) {
-         return of.muxer != nullptr && of.facts.cut_packets == 0 && !of.facts.video.is_elsewhere;
-     },
-     "No packet came on PID {cut PID}, and only those can begin a segment.",
-     [](Of of, Cure& cure) { cure.aligns |= of.video.frames > 0; }},
-
-    {4, any, [](Of of) { return of.video.reordered > 0; },
-     "Timestamps go back {falls} in {frames}, as they do with B-frames, so segments end late or "
-     "never.",
-     [](Of of, Cure& cure) { cure.aligns |= of.muxer != nullptr; cure.encodes = true; }},
-    {4, any, [](Of of) { return of.facts.restarts.count > 0; },
-     "The source restarted {restarts}, so a segment ends late. Restart the segmenter together with "
-     "its source."},
-
-    {5, after_cuts, [](Of of) { return of.isStuck(); },
-     "Nothing was cut in the last {uncut}, although --duration is {duration}.",
-     [](Of of, Cure& cure) { cure.aligns |= of.isCut() && of.facts.restarts.count == 0; }},
-
-    {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames > 0; },
-     "{keyless} of {judged} segments begin without a key frame: players cannot join there.", align},
-    {6, after_cuts, [](Of of) { return of.facts.keyless > 0 && of.video.key_frames == 0; },
-     "No frame is marked as a key frame, so players may not find where to start. ({unmarked} of "
-     "{frames} look like an H.264 key frame.)", align},
-    {6, after_cuts, [](Of of) { return of.facts.tableless > 0; },
-     "{tableless} of {judged} segments have no PAT and PMT before the video: players cannot join "
-     "there.", align},
-
-    {7, after_cuts, [](Of of) { return of.facts.misstated.count > 0 && of.settings.duration > 0; },
-     "Segments last {lengths}, but the playlist says {duration} s; players may stall. (Rounded to "
-     "seconds, it is wrong for {misstated}.)", align},
-
-    {8, any, [](Of of) { return of.facts.continuity.lost > 0; },
-     "At least {lost} got lost on the way. A pipe loses none unless its source restarts; over UDP, "
-     "a larger buffer helps (FFmpeg: ?buffer_size=4000000, GStreamer: buffer-size=4000000)."},
-
-    {9, any, [](Of of) { return of.settings.duration < 1; },
-     "--duration={duration} is too short: players need at least a second.",
-     [](Of, Cure& cure) { cure.settings.duration = 4; }},
-    {9, any, [](Of of) { return of.settings.window < 0; },
-     "--window={window} deletes nothing, so the playlist grows without end.", keepMore},
-    {9, any, [](Of of) { return of.settings.window > 0 && of.settings.window < least_window; },
-     "--window={window} keeps too few segments: players start three or four before the end of a "
-     "live playlist. (segmenter-live takes care of the window.)", keepMore},
-    {9, note, [](Of of) { return of.settings.window == 0 && of.facts.segments > 1; },
-     "Note: With --window=0 every playlist says that the stream is over, which suits a recording. "
-     "For a live stream give --window=6, or use segmenter-live, which takes care of the window."},
-
-    {10, any, [](Of of) { return of.facts.jumps.count > 0; },
-     "Timestamps jump forward {jumps}: players freeze or stall.",
-     [](Of of, Cure& cure) { cure.aligns |= of.facts.continuity.lost == 0; }},
-    {11, any, [](Of of) { return of.facts.damaged + of.facts.scrambled > 0; },
-     "Players cannot use all of {packets}: {damaged} with the transport error indicator, "
-     "{scrambled} scrambled."},
-    {12, end,
-     [](Of of) {
-         return of.isCut() && of.facts.measured.count < 2 && of.facts.restarts.count == 0 &&
-                !of.isStuck();
-     },
-     "Too short to judge: {video time} of video, with fewer than two whole segments. Check a "
-     "longer part."},
-    {13, any, [](Of of) { return !of.stray_words.empty(); },
-     "These words on the command line are not options: {words}. A value needs an equals sign. This "
-     "report is for --duration={duration} --window={window} --mux_type={mux_type}; check again "
-     "with your own.",
-     [](Of of, Cure& cure) { cure = {.advice = cure.advice, .settings = of.settings}; }},
-    {14, note, [](Of of) { return !unplayableStreams(of.facts).empty(); },
-     "Note: Browsers play H.264 and AAC, but not what is on these PIDs: {streams}."},
-};
-// clang-format on
+void Judge::judgeSettings(const std::string& stray_words) {
+    const std::string duration = "--duration=" + to_string(settings.duration);
+    const std::string window = "--window=" + to_string(settings.window);
+    tell(9, settings.duration < 1,
+         duration + " is too short: players need at least a second. Give 4, for example.");
+    tell(9, settings.window != 0 && settings.window < least_window,
+         window + " suits no live stream: players start three or four segments before its end. "
+                  "Give 6, or more.");
+    tell(9, settings.window == 0 && settings.duration > 0 && facts.segments > 1,
+         "Note: With --window=0 every playlist says that the stream is over, which suits a "
+         "recording. For a live stream give --window=6, or use segmenter-live.",
+         note);
+    tell(13, !stray_words.empty(),
+         "These words on the command line are not options: " + stray_words +
+             ". A value needs an equals sign. This report is for " + duration + ' ' + window +
+             " --mux_type=" + to_string(settings.mux_type) + "; check again with your own.");
+}
 
 } // namespace
 
-Verdict judge(const StreamFacts& facts, const Options& settings, const std::string& stray_words,
-              bool is_over) {
-    constexpr std::uint64_t many = 4096; // packets, among which video should be
-    const MuxerPIDs* muxer = findMuxer(settings.mux_type);
-    const Stream stream = {.facts = facts,
-                           .video = facts.video.time,
-                           .settings = settings,
-                           .stray_words = stray_words,
-                           .muxer = muxer,
-                           .packets = facts.sync.findPackets()};
-    const bool is_empty = facts.video.time.frames == 0 && facts.sync.packets >= many;
-    const bool is_told_late = facts.segments > 0 || is_empty || stream.isStuck();
-    const Moment now = is_over ? note : is_told_late ? after_cuts : any;
-    Verdict verdict = {.cure = {.advice = &muxer_advice[muxer == nullptr ? 0 : settings.mux_type],
-                                .settings = settings}};
-    std::vector<Finding>& findings = verdict.findings;
-    for (const auto& [number, moment, holds, text, fix] : questions) {
-        const bool can_be_told = !facts.sync.areNoise() || number == 1 || number == 13;
-        if (now < moment || !can_be_told || !holds(stream)) {
-            continue;
-        }
-        fix(stream, verdict.cure);
-        const bool is_note = moment == note;
-        if (findings.empty() || findings.back().number != number ||
-            findings.back().is_note != is_note) {
-            findings.push_back({number, is_note, ""});
-        }
-        std::string& whole = findings.back().text;
-        whole += (whole.empty() ? "" : " ") + fill(text, valuesOf(stream));
+std::vector<Finding> judge(const StreamFacts& facts, const Options& settings,
+                           const std::string& stray_words, bool is_over) {
+    constexpr std::uint64_t many = 4096; // packets, among which there should be all kinds
+    const bool is_late = facts.segments > 0 || facts.packets >= many;
+    Judge judge{facts, settings, is_over ? note : is_late ? cuts : start};
+    judge.judgeCutting();
+    judge.judgeFrames();
+    judge.judgeSettings(stray_words);
+    std::stable_sort(judge.findings.begin(), judge.findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.number < b.number; });
+    return std::move(judge.findings);
+}
+
+std::string cureFor(const std::vector<Finding>& findings, const Options& settings) {
+    const auto option = [](const char* name, const std::string& value, const char* usual = "") {
+        return value == usual ? "" : ' ' + (name + ("='" + value) + '\'');
+    };
+    if (std::none_of(findings.begin(), findings.end(),
+                     [](const Finding& finding) { return finding.is_cured; })) {
+        return "";
     }
-    return verdict;
+    const std::string window =
+        " --window=" + to_string(std::max(settings.window, settings.window < least_window ? 6 : 0));
+    const std::string duration =
+        " --duration=" + to_string(settings.duration < 1 ? 4 : settings.duration);
+    const std::string name =
+        option("--playlist_name", settings.playlist_name, default_playlist_name);
+    return "\nTo fix it, put this in place of the segmenter:\n  segmenter-align" + duration +
+           " | segmenter" + duration + " --mux_type=1" + (settings.window == 0 ? "" : window) +
+           option("--prefix", settings.prefix) + option("--url_prefix", settings.url_prefix) +
+           name + "\nor this, which has both in it:\n  segmenter-live FOLDER" + duration + name +
+           '\n';
 }

@@ -6,23 +6,6 @@ namespace {
 
 constexpr std::uint64_t s = ticks_per_second;
 
-/// The first packet of a frame of H.264, shown and decoded at these times; with `bytes` behind the
-/// PES header.
-std::string frame(std::uint64_t pts, std::uint64_t dts, const std::string& bytes, unsigned pid) {
-    std::string header = pesHeader(pts);
-    header[7] = '\xC0';
-    header[8] = 10;
-    return packet({.pid = pid, .payload = header + pesHeader(dts).substr(9) + bytes});
-}
-
-/// A key frame and another one, of H.264.
-std::string key(std::uint64_t pts, unsigned pid = 0x100) {
-    return frame(pts, pts, "\0\0\1\x65"s, pid);
-}
-std::string delta(std::uint64_t pts, unsigned pid = 0x100) {
-    return frame(pts, pts, "\0\0\1\x41"s, pid);
-}
-
 /// Key frames every `distance` ticks from 0 to `end`, each with another frame in the middle.
 std::string keyFrames(std::uint64_t distance, std::uint64_t end, std::uint64_t first = 0) {
     std::string packets;
@@ -135,7 +118,7 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"another map within a segment", tables + key(0) + pmtOf({0x1B}) + other() + key(4 * s),
          "PAT PMT clock clock key PAT PMT other clock | PAT PMT clock key"},
         {"a key frame whose slice comes in its second packet, behind other packets",
-         tables + key(0) + frame(4 * s, 4 * s, "\0\0\1\x09"s, 0x100) + other() +
+         tables + key(0) + frame(4 * s, 4 * s, "\0\0\1\x09"s) + other() +
              packet({.pid = 0x100, .unit_start = false, .payload = "\0\0\1\x65"s}),
          "PAT PMT clock clock key clock | PAT PMT clock frame other key"},
         {"a key frame whose units come in a PES packet each",
@@ -184,8 +167,8 @@ TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
          key(0) + delta(s) + delta(20 * s) + delta(21 * s) + key(22 * s) + delta(23 * s),
          "~4000 ~2000"},
         {"reordered frames: to the end of that shown last",
-         frame(s, 0, "\0\0\1\x65"s, 0x100) + frame(5 * s, s, "\0\0\1\x41"s, 0x100) +
-             frame(3 * s, 2 * s, "\0\0\1\x41"s, 0x100),
+         frame(s, 0, "\0\0\1\x65"s) + frame(5 * s, s, "\0\0\1\x41"s) +
+             frame(3 * s, 2 * s, "\0\0\1\x41"s),
          "~5000"},
         {"another codec: what comes before its first key frame does not count",
          keyFrames(2 * s, 3 * s) + pmtOf({0x24}) + frame(50 * s, 50 * s, "\0\0\1\x02"s, 0x100) +

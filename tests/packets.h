@@ -88,9 +88,6 @@ inline std::string patOf(std::initializer_list<std::pair<int, std::uint32_t>> pr
 /// That of one program, whose map is on PID 0x1000.
 inline std::string pat() { return patOf({{1, 0x1000}}); }
 
-/// A packet on the PID of that program map table.
-inline std::string pmt() { return packet({.pid = 0x1000}); }
-
 /// A program map table of streams of these types, on PID `first` and those after it.
 inline std::string pmtOf(std::initializer_list<char> types, std::uint32_t pid = 0x1000,
                          std::uint32_t first = 0x100, int number = 1) {
@@ -128,13 +125,21 @@ inline std::string frames(std::uint64_t pts, int count = 4, std::uint64_t step =
     return packets;
 }
 
-/// Frames one after the other, each with the timestamps of presentation and decoding.
-inline std::string reordered(std::initializer_list<std::pair<std::uint64_t, std::uint64_t>> times) {
-    std::string packets;
-    for (const auto& [pts, dts] : times) {
-        std::string header = pesHeader(pts);
-        header[7] = '\xC0';
-        packets += packet({.pid = 0x100, .payload = header + pesHeader(dts).substr(9)});
-    }
-    return packets;
+/// The first packet of a frame, shown and decoded at these times, with `bytes` behind its PES header.
+inline std::string frame(std::uint64_t pts, std::uint64_t dts, const std::string& bytes,
+                         std::uint32_t pid = 0x100) {
+    std::string header = pesHeader(pts);
+    header[7] = '\xC0';
+    header[8] = 10;
+    return packet({.pid = pid, .payload = header + pesHeader(dts).substr(9) + bytes});
+}
+
+/// A key frame of H.264 with its parameter set, and another frame.
+inline std::string key(std::uint64_t pts, std::uint32_t pid = 0x100) {
+    using namespace std::string_literals;
+    return frame(pts, pts, "\0\0\1\x67\0\0\1\x65"s, pid);
+}
+inline std::string delta(std::uint64_t pts, std::uint32_t pid = 0x100) {
+    using namespace std::string_literals;
+    return frame(pts, pts, "\0\0\1\x41"s, pid);
 }

@@ -1,14 +1,11 @@
 #include "segmenter/options.h"
 #include "tests/support.h"
 #include "tsinspect/dump.h"
-#include "tsinspect/frame_rate.h"
-#include "tsinspect/pat.h"
 #include "tsinspect/pts.h"
 #include "tsinspect/usual_value.h"
 
 #include <cstring>
 #include <sstream>
-#include <vector>
 
 namespace {
 
@@ -68,42 +65,6 @@ TEST(UsualValue, IsTheOneThatComesMostOften) {
         << "more than there are counters";
     EXPECT_EQ(usual({1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10}), 7U)
         << "a counter that becomes free goes to no value that has one already";
-}
-
-TEST(FrameRate, IsExactForCamerasFilmsAndScreens) {
-    for (const double rate :
-         {5.,  6.,  7.5, 8.,  10., 12.,  12.5, 15.,           20.,           24.,
-          25., 30., 48., 50., 60., 100., 120., 24000. / 1001, 30000. / 1001, 60000. / 1001}) {
-        EXPECT_EQ(usualRate(rate)->perSecond(), rate);
-    }
-}
-
-TEST(Programs, AreFoundWhereTheirTableIs) {
-    using PIDs = std::vector<std::uint32_t>;
-    const auto found = [](const PacketFields& fields) {
-        const std::string bytes = packet(fields);
-        PIDs pids;
-        visitProgramMapPIDs(headerOf(bytes), bytes.data(),
-                            [&](std::uint32_t pid) { pids.push_back(pid); });
-        return pids;
-    };
-    const PIDs one = {0x1000};
-    const auto header = "\0\xB0\x0D\0\1\xC1\0\0"s; // of a section with one program
-    const auto section = "\0"s + header + "\0\1\xF0\0CRC4"s;
-    const auto behind = [](unsigned char count) {
-        return static_cast<char>(count) + std::string(count, 'x');
-    };
-    EXPECT_EQ(found({.payload = "\0\0\xB0\x15\0\1\xC1\0\0\0\0\xE0\x10\0\1\xF0\0\1\0\xE1\2CRC4"s}),
-              (PIDs{0x1000, 0x102}))
-        << "behind the network's table";
-    EXPECT_EQ(found({.adaptation = "\1\0"s, .payload = section}), one);
-    EXPECT_EQ(found({.payload = behind(0xAB) + header + "\0\1\xF0\0"s}), one) << "just fits";
-    EXPECT_EQ(found({.payload = behind(0xAC) + header + "\0\1\xF0"s}), PIDs()) << "over the end";
-    EXPECT_EQ(found({.payload = behind(0xB0) + header}), PIDs()) << "a header over the end";
-    EXPECT_EQ(found({.adaptation = '\xB7' + std::string(183, '\0')}), PIDs()) << "no payload";
-    EXPECT_EQ(found({.payload = "\xFF"}), PIDs()) << "a pointer beyond the packet";
-    EXPECT_EQ(found({.payload = "\0\2"s + section.substr(2)}), PIDs()) << "another table";
-    EXPECT_EQ(found({.unit_start = false, .payload = section}), PIDs()) << "no unit start";
 }
 
 TEST(Dump, PrintsEveryFieldAndLeavesItsNumberBase) {

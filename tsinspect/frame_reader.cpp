@@ -168,7 +168,9 @@ FrameReader::Unit FrameReader::readHEVC(std::string_view unit) {
     constexpr unsigned first_irap = 16;
     constexpr unsigned last_irap = 23;
     constexpr unsigned first_without_slice = 32;
+    constexpr unsigned parameter_set = 33; // of the sequence
     const unsigned type = byteAt(unit, 0) >> 1U & 0x3FU;
+    has_parameters |= type == parameter_set;
     if (type >= first_without_slice) {
         return Unit::other;
     }

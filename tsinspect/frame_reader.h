@@ -44,6 +44,10 @@ public:
 
     [[nodiscard]] bool isKeyFrame() const { return is_key_frame; }
 
+    /// True where a sequence parameter set of H.264 or HEVC, or a sequence header of MPEG-2, came in
+    /// front of the key frame: without one, decoding cannot begin there.
+    [[nodiscard]] bool hasParameters() const { return has_parameters; }
+
 private:
     void look();
     std::optional<bool> readHeader();
@@ -53,7 +57,7 @@ private:
     enum class Unit { cut_off, other, key_frame, other_frame };
     [[nodiscard]] Unit readUnit(std::string_view unit);
     [[nodiscard]] Unit readH264(std::string_view unit);
-    [[nodiscard]] static Unit readHEVC(std::string_view unit);
+    [[nodiscard]] Unit readHEVC(std::string_view unit);
     [[nodiscard]] Unit readMPEG2(std::string_view unit);
 
     Codec codec;

@@ -23,15 +23,3 @@ constexpr const MuxerPIDs* findMuxer(std::int32_t mux_type) {
     const auto index = static_cast<std::size_t>(mux_type); // a negative one becomes too large
     return index < std::size(muxer_pids) ? &muxer_pids[index] : nullptr;
 }
-
-/// The type of the muxer that made a stream with video on `pid`: the one whose video PID is the
-/// highest that is not above `pid`, or else the first.
-constexpr std::int32_t muxerOf(std::uint32_t pid) {
-    std::int32_t found = 0;
-    for (std::int32_t type = 0; findMuxer(type) != nullptr; ++type) {
-        // A difference below 0 becomes huge.
-        const auto above = [pid](std::int32_t i) { return pid - findMuxer(i)->video; };
-        found = above(type) < above(found) ? type : found;
-    }
-    return found;
-}

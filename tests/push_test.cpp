@@ -1,0 +1,149 @@
+#include "tests/program.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <regex>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Makes a stream in `folder`, whose playlist lists the segments `first` to `last`.
+void makeStream(const fs::path& folder, int first, int last) {
+    std::string playlist = "#EXTM3U\n#EXT-X-TARGETDURATION:4\n";
+    for (int number = first; number <= last; ++number) {
+        const std::string name = "00000000.000000000" + std::to_string(number) + ".ts";
+        std::ofstream(folder / name) << "segment " << number;
+        playlist += "#EXTINF:4.000,\n" + name + '\n';
+    }
+    std::ofstream(folder / "new") << playlist;
+    fs::rename(folder / "new", folder / "live.m3u8");
+}
+
+/// Tests of segmenter-push, with tests/curl in place of curl. The folder "hls" has a stream.
+struct PushScript : ProgramTest {
+    PushScript() {
+        for (const char* path : {"hls", "../bin", "../server", "../answers"}) {
+            fs::create_directory(path);
+        }
+        fs::copy_file(ROOT "tests/curl", "../bin/curl");
+        fs::create_symlink("/bin/true", "../bin/sleep"); // no wait between attempts after the end
+        makeStream("hls", 0, 2);
+    }
+
+    /// Starts it with `arguments`, quoted for a shell. After its input it tries for `seconds`.
+    static Program start(int seconds = 60, const std::string& arguments = "hls http://x/y") {
+        const std::string script = readFile(ROOT "packaging/segmenter-push");
+        std::ofstream("../push") << std::regex_replace(script, std::regex("(_the_rest)=60"),
+                                                       "$1=" + std::to_string(seconds));
+        return Program("env PATH=../bin:\"$PATH\" bash ../push " + arguments);
+    }
+
+    /// The next transfer of this kind, such as "PUT list", gets this answer: see tests/curl.
+    static void answer(const std::string& transfer, const std::string& answer) {
+        std::ofstream("../answers/" + transfer) << answer << '\n';
+    }
+
+    static std::string transfers() { return readFile("../transfers"); }
+};
+
+TEST_F(PushScript, UploadsEachSegmentOnceAndThenThePlaylist) {
+    const Program program = start();
+    ASSERT_TRUE(eventually([] { return transfers().ends_with("PUT list, "); }));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        ::kill(program.process(), signal);
+    }
+    makeStream("hls", 2, 4);
+    program.write({"published\n"});
+    ASSERT_TRUE(eventually([] { return transfers().ends_with("PUT 4, PUT list, "); }));
+    const Outcome outcome = program.end();
+    EXPECT_EQ(transfers(), "GET list 404, PUT 0, PUT 1, PUT 2, PUT list, "
+                           "PUT 3, PUT 4, PUT list, GET list, HEAD 2, ");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(readFile("../server/live.m3u8"), readFile("hls/live.m3u8"));
+    EXPECT_EQ(readFile("../server/00000000.0000000001.ts"), "segment 1");
+}
+
+TEST_F(PushScript, GoesOnFromWhatTheServerHas) {
+    makeStream("../server", 0, 1);
+    EXPECT_EQ(start().end().status, 0);
+    EXPECT_EQ(transfers(), "GET list, HEAD 0, PUT 2, PUT list, GET list, HEAD 0, ");
+}
+
+TEST_F(PushScript, TriesAgainWhereItFailed) {
+    const std::string seen = "GET list, HEAD 0, "; // the look at the end
+    const std::string all = "PUT 0, PUT 1, PUT 2, PUT list, " + seen;
+    for (const auto& [transfer, given, reason, then] :
+         std::initializer_list<std::array<std::string, 4>>{
+             {"GET list", "503", "the server answers 503", "GET list 404, " + all},
+             {"PUT 1", "403", "the server answers 403",
+              "GET list 404, HEAD 0, PUT 1, PUT 2, PUT list, " + seen},
+             {"PUT 2", "302", "the server answers 302",
+              "GET list 404, HEAD 0, PUT 2, PUT list, " + seen},
+             {"PUT list", "000", "curl: (7) Failed to", "GET list 404, HEAD 0, PUT list, " + seen},
+             {"PUT list", "lost", "the server took live.m3u8, and shows another",
+              "GET list 404, HEAD 0, PUT list, " + seen},
+             {"PUT 0", "lost", "the server should have 00000000.0000000000.ts, and answers 404",
+              "GET list, " + all}}) {
+        SCOPED_TRACE(reason);
+        fs::remove_all("../server");
+        fs::create_directory("../server");
+        answer(transfer, given);
+        const Outcome outcome = start().end();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(transfers().ends_with(then)) << transfers();
+        EXPECT_TRUE(outcome.errors.starts_with(
+            "segmenter-push: cannot upload to http://x/y, and goes on trying: " + reason))
+            << outcome.errors;
+        EXPECT_TRUE(outcome.errors.ends_with("\nsegmenter-push: uploads go on\n"))
+            << outcome.errors;
+    }
+}
+
+TEST_F(PushScript, SaysWhatIsMissingAtTheEnd) {
+    fs::remove("hls/00000000.0000000001.ts");
+    EXPECT_TRUE(start(0).end().errors.ends_with(
+        "segmenter-push: could not upload 00000000.0000000001.ts, 00000000.0000000002.ts, "
+        "live.m3u8 "
+        "to http://x/y: segments have gone before they could be uploaded\n"));
+    const Outcome outcome = start(60, "none.m3u8 http://x/y").end();
+    EXPECT_EQ(outcome.errors,
+              "segmenter-push: could not upload none.m3u8 to http://x/y: ./none.m3u8 "
+              "is missing, or not the playlist of a live stream\n");
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(PushScript, RefusesArgumentsThatMakeNoSense) {
+    EXPECT_EQ(start(0, "hls").end().errors,
+              "usage: segmenter-push FOLDER URL [OPTION_OF_CURL...]\n");
+    for (const char* address : {"", "ftp://x/y", "http://name:password@x/y", "http://x/y?z"}) {
+        EXPECT_EQ(start(0, "hls '"s + address + '\'').end().status, 2) << address;
+    }
+    const Outcome outcome = Program("env PATH= /bin/bash ../push hls http://x/y").end();
+    EXPECT_EQ(outcome.errors, "segmenter-push: curl is not installed\n");
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(PushScript, WaitsForACurlThatOutlivedTheScriptBefore) {
+    answer("PUT list", "stuck");
+    const Program program = start();
+    ASSERT_TRUE(eventually([] { return transfers().ends_with("PUT 2, "); }));
+    ::kill(program.process(), SIGKILL);
+    EXPECT_EQ(program.end().status, 128 + SIGKILL);
+    EXPECT_TRUE(start(0).end().errors.ends_with(": another process uploads there\n"));
+    std::ofstream("../go") << "";
+    EXPECT_EQ(start().end().status, 0);
+}
+
+TEST_F(PushScript, UploadsWithoutAReaderOfItsMessages) {
+    answer("PUT list", "403");
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    ::close(ends[0]);
+    EXPECT_EQ(start(60, "hls http://x/y 2>&" + std::to_string(ends[1])).end().status, 0);
+    ::close(ends[1]);
+}
+
+} // namespace
