@@ -82,7 +82,7 @@ private:
     Published show(Version next, const std::string& segment, const std::string& news);
     Published fail(const std::string& sentence);
     void warnOnce(bool& is_told, const std::string& sentence) const;
-    void makeRoom(std::int64_t segment_size);
+    void makeRoom();
     void deleteDue();
     std::int64_t deleteOldest();
 
@@ -93,8 +93,9 @@ private:
     Version version;           // that viewers see
     std::deque<LeftFile> left; // the first to be deleted first
     std::vector<std::string> unlisted_files;
-    bool has_gap = false;    // segments were lost since the last one, and that was told
-    bool is_failing = false; // likewise
+    std::int64_t segment_size = 0; // of the last segment, or the largest one found
+    bool has_gap = false;          // segments were lost since the last one, and that was told
+    bool is_failing = false;       // likewise
     bool told_full = false;
     bool told_small = false;
 };
