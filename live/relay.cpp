@@ -42,7 +42,6 @@ public:
             const std::optional<std::size_t> count = has_input ? input.read(buffer) : 0;
             if (count) {
                 is_over = *count == 0;
-                has_read |= !is_over;
                 is_over ? aligner.end() : aligner.take(std::span(buffer).first(*count));
                 if (is_over && has_input) {
                     pending.push_back({.is_end = true});
@@ -102,7 +101,7 @@ private:
 
     /// Says why nothing was passed on, if that has not been said.
     void tellMissing() {
-        const std::string missing = has_read ? aligner.missing() : "";
+        const std::string missing = aligner.missing();
         if (!missing.empty() && missing != told) {
             warn(told = missing);
         }
@@ -117,7 +116,6 @@ private:
     std::vector<Report> pending;
     steady_clock::time_point start = steady_clock::now();
     std::string told;
-    bool has_read = false;
 };
 
 } // namespace
