@@ -102,7 +102,7 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
 
 /// Publishes `segment`, and tries again until that can be done or the run has ended.
 Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
-                   const FinishedSegment& segment, int reports) {
+                        const FinishedSegment& segment, int reports) {
     constexpr milliseconds pause(500);
     while (true) {
         const bool is_last_try = segmenter.hasEnded(false);
@@ -135,8 +135,7 @@ bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, 
                                          .length = report->segment.length,
                                          .follows = report->segment.follows,
                                          .written = report->time};
-        const Published result =
-            publishInTime(settings, publisher, segmenter, segment, reports);
+        const Published result = publishInTime(settings, publisher, segmenter, segment, reports);
         if (result != Published::done && result != Published::lost) {
             return false; // it, and those behind it, are left to the next start
         }
