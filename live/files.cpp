@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <tuple>
 
@@ -38,15 +39,12 @@ std::optional<std::string> readSmallFile(const std::string& path) {
     constexpr std::int64_t largest = 1'000'000;
     errno = EINVAL;
     const FileStatus status = statusOf(path);
-    std::FILE* file = status.is_regular ? std::fopen(path.c_str(), "re") : nullptr;
-    if (file == nullptr) {
+    if (!status.is_regular) {
         return std::nullopt;
     }
-    std::string text(status.size < largest ? static_cast<std::size_t>(status.size) : 0, '\0');
-    const bool is_read = std::fread(text.data(), 1, text.size(), file) == text.size();
-    const int error = errno;
-    std::ignore = std::fclose(file);
-    errno = error;
+    std::string text(static_cast<std::size_t>(status.size < largest ? status.size : 0), '\0');
+    std::ifstream file(path, std::ios::binary);
+    const bool is_read(file.read(text.data(), static_cast<std::streamsize>(text.size())));
     return is_read ? std::optional(text) : std::nullopt;
 }
 

@@ -60,6 +60,7 @@ Publisher::Publisher(const LiveSettings& settings, const std::optional<LivePlayl
     findFiles(last);
     if (syncFileSystem(settings.folder)) { // first of all, the playlist that does not list them
         deleteDue();
+        makeRoom();
     }
 }
 
@@ -72,12 +73,14 @@ void Publisher::findFiles(const std::optional<LivePlaylist>& last) {
         if (!file) {
             continue;
         }
+        const FileStatus status = statusOf(settings.folder + name);
+        segment_size = std::max(segment_size, status.size);
         if (last && lists(*last, *file)) {
             if (last->is_ended) { // until the next stream takes its place
                 version.leaving.push_back(*file);
             }
         } else if (!comesAfter(version.playlist, *file)) {
-            keep(*file, last_version - statusOf(settings.folder + name).written);
+            keep(*file, last_version - status.written);
         }
     }
     std::sort(left.begin(), left.end(),
@@ -110,11 +113,12 @@ std::string Publisher::pathOf(const FinishedSegment& segment) const {
 Published Publisher::publish(const FinishedSegment& segment) {
     const std::string name = nextName();
     const FileStatus file = statusOf(pathOf(segment));
+    segment_size = file.size > 0 ? file.size : segment_size;
+    makeRoom();
     if (!file.is_regular || file.size == 0) {
         drop(segment);
         return Published::lost;
     }
-    makeRoom(file.size);
     const std::int64_t target = version.playlist.target_duration;
     Version next = with(segment);
     const std::string length = secondsText(next.playlist.segments.back().length);
@@ -225,8 +229,9 @@ void Publisher::warnOnce(bool& is_told, const std::string& sentence) const {
     }
 }
 
-/// Makes room for two more segments of this size: the one that is being written, and some more.
-void Publisher::makeRoom(std::int64_t segment_size) {
+/// Makes room for two more segments as large as the last: the one that is being written, and some
+/// more.
+void Publisher::makeRoom() {
     std::error_code error;
     const fs::space_info space = fs::space(settings.folder, error);
     if (error || space.capacity == 0) { // without a limit

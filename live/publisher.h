@@ -78,7 +78,7 @@ private:
     Published show(Version next, const std::string& segment, const std::string& news);
     Published fail(const std::string& sentence);
     void warnOnce(bool& is_told, const std::string& sentence) const;
-    void makeRoom(std::int64_t segment_size);
+    void makeRoom();
     void deleteDue();
     std::int64_t deleteOldest();
 
@@ -88,8 +88,9 @@ private:
     Tell warn;
     Version version;           // that viewers see
     std::deque<LeftFile> left; // the first to be deleted first
-    bool has_gap = false;    // segments were lost since the last one, and that was told
-    bool is_failing = false; // likewise
+    std::int64_t segment_size = 0; // of the last segment, or the largest one found
+    bool has_gap = false;          // segments were lost since the last one, and that was told
+    bool is_failing = false;       // likewise
     bool told_full = false;
     bool told_small = false;
 };

@@ -2,15 +2,16 @@
 
 #include "playlist/live_playlist.h"
 
+#include <algorithm>
 #include <charconv>
-#include <string_view>
+#include <iterator>
 #include <system_error>
 
 namespace {
 
 /// An option whose value is a number.
 struct NumberOption {
-    std::string_view name; ///< with the equals sign
+    const char* name; ///< with the equals sign
     std::int32_t LiveSettings::*field;
     std::int32_t least;
     std::int32_t most;
@@ -23,39 +24,37 @@ constexpr NumberOption number_options[] = {
     {"--end=", &LiveSettings::end, 0, 1, "1 - a clean end of the input ends the stream"},
     {"--timeout=", &LiveSettings::timeout, 0, 86400, "seconds of silence that end it, 0 - none"},
 };
-constexpr std::string_view name_option = "--playlist_name=";
+constexpr const char* name_option = "--playlist_name=";
 
-/// Takes `value` for `option`. False where it is no number of its range.
-bool takeNumber(LiveSettings& settings, const NumberOption& option, std::string_view value) {
-    std::int32_t& number = settings.*option.field;
-    const char* last = value.data() + value.size();
-    const auto [end, error] = std::from_chars(value.data(), last, number);
-    return error == std::errc() && end == last && number >= option.least && number <= option.most;
-}
-
-/// True for a name that a playlist can have beside its segments and the private folder.
-bool isPlaylistName(const std::string& name) {
-    return !name.empty() && !name.starts_with('.') && name.find('/') == std::string::npos &&
-           name.find("..") == std::string::npos && !readAddress(name);
-}
-
-/// Takes an option. Returns what it takes, if that is something else.
-std::string takeOption(LiveSettings& settings, const std::string& argument) {
-    for (const NumberOption& option : number_options) {
-        if (argument.starts_with(option.name)) {
-            return takeNumber(settings, option, argument.substr(option.name.size()))
-                       ? ""
-                       : "it takes a number, " + std::to_string(option.least) + " to " +
-                             std::to_string(option.most) + '.';
-        }
+/// Takes one argument. Returns what would make sense, if it does not.
+std::string takeArgument(LiveSettings& settings, const std::string& argument) {
+    if (!argument.starts_with("--")) {
+        const bool is_folder = !argument.empty() && settings.folder.empty();
+        settings.folder = argument;
+        return is_folder ? "" : "it takes one folder.";
     }
-    if (!argument.starts_with(name_option)) {
+    const std::string name = argument.substr(0, argument.find('=') + 1); // npos + 1 is 0
+    const std::string value = argument.substr(name.size());
+    if (name == name_option) { // beside its segments and the private folder
+        settings.playlist_name = value;
+        const bool is_name = !value.empty() && !value.starts_with('.') && !readAddress(value) &&
+                             value.find('/') == value.npos && value.find("..") == value.npos;
+        return is_name ? "" : "it takes a file name without a folder, with no dot in front.";
+    }
+    const auto* option =
+        std::find_if(std::begin(number_options), std::end(number_options),
+                     [&](const NumberOption& other) { return other.name == name; });
+    if (option == std::end(number_options)) {
         return "there is no such option; a value follows an equals sign. See --help.";
     }
-    settings.playlist_name = argument.substr(name_option.size());
-    return isPlaylistName(settings.playlist_name) ? ""
-                                                  : "it takes a file name without a folder, which "
-                                                    "does not begin with a dot.";
+    std::int32_t& number = settings.*option->field;
+    const char* last = value.data() + value.size();
+    const auto [end, error] = std::from_chars(value.data(), last, number);
+    const bool is_number =
+        error == std::errc() && end == last && number >= option->least && number <= option->most;
+    return is_number ? ""
+                     : "it takes a number, " + std::to_string(option->least) + " to " +
+                           std::to_string(option->most) + '.';
 }
 
 } // namespace
@@ -64,27 +63,19 @@ std::string liveUsage() {
     const LiveSettings defaults;
     std::string text = "usage: segmenter-live FOLDER [OPTION...] < STREAM\n";
     for (const NumberOption& option : number_options) {
-        text += "  " + std::string(option.name) + std::to_string(defaults.*option.field) + "  " +
+        text += std::string("  ") + option.name + std::to_string(defaults.*option.field) + "  " +
                 option.text + " (" + std::to_string(option.least) + " to " +
                 std::to_string(option.most) + ")\n";
     }
-    return text + "  " + std::string(name_option) + defaults.playlist_name +
+    return text + "  " + name_option + defaults.playlist_name +
            "  file name of the playlist\n  --help  this text\n";
 }
 
 std::string readArguments(LiveSettings& settings, int count, const char* const* arguments) {
     for (int i = 0; i < count; ++i) {
-        const std::string argument = arguments[i];
-        std::string refusal;
-        if (argument.starts_with("--")) {
-            refusal = takeOption(settings, argument);
-        } else if (argument.empty() || !settings.folder.empty()) {
-            refusal = "it takes one folder.";
-        } else {
-            settings.folder = argument;
-        }
+        std::string refusal = takeArgument(settings, arguments[i]);
         if (!refusal.empty()) {
-            return refusal.insert(0, argument + ": ");
+            return refusal.insert(0, arguments[i] + std::string(": "));
         }
     }
     return settings.folder.empty() ? "It takes a folder.\n" + liveUsage() : "";
