@@ -51,11 +51,13 @@ void measure(Leftover& file) {
     aligner.end();
 }
 
-/// The files to publish, the oldest first.
-std::vector<Leftover> findLeftovers(const LiveSettings& settings, const Publisher& publisher) {
+/// The files to publish, the oldest first: those that have their addresses already, and the others.
+std::vector<Leftover> findLeftovers(const LiveSettings& settings, const LivePlaylist& stream) {
     std::vector<Leftover> files;
-    for (const std::string& path : publisher.unlisted()) {
-        files.push_back({.path = path});
+    for (const std::string& name : regularFiles(settings.folder)) {
+        if (const auto address = readAddress(name); address && comesAfter(stream, *address)) {
+            files.push_back({.path = settings.folder + name});
+        }
     }
     for (const std::string& name : regularFiles(settings.runFolder())) {
         if (const auto number = numberInName(name, segment_prefix)) {
@@ -86,9 +88,9 @@ std::int64_t longestLength(const LiveSettings& settings) {
 bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
                       const Publisher::Tell& warn) {
     Leftover previous;
-    std::vector<Leftover> files = findLeftovers(settings, publisher);
-    if (const LivePlaylist& stream = publisher.stream();
-        !files.empty() && !stream.segments.empty()) {
+    const LivePlaylist& stream = publisher.stream();
+    std::vector<Leftover> files = findLeftovers(settings, stream);
+    if (!files.empty() && !stream.segments.empty()) {
         previous.path = settings.folder + fileName({stream.stream, nextNumber(stream) - 1});
         measure(previous);
     }

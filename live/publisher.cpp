@@ -79,10 +79,7 @@ void Publisher::findFiles(const std::optional<LivePlaylist>& last) {
             if (last->is_ended) { // until the next stream takes its place
                 version.leaving.push_back(*file);
             }
-        } else if (file->stream == version.playlist.stream &&
-                   file->number >= nextNumber(version.playlist)) {
-            unlisted_files.push_back(settings.folder + name);
-        } else {
+        } else if (!comesAfter(version.playlist, *file)) {
             keep(*file, last_version - status.written);
         }
     }

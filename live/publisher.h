@@ -54,10 +54,6 @@ public:
     /// The stream as viewers see it.
     [[nodiscard]] const LivePlaylist& stream() const { return version.playlist; }
 
-    /// The paths of files that got their addresses, but were not listed before the process was
-    /// killed, the oldest first.
-    [[nodiscard]] const std::vector<std::string>& unlisted() const { return unlisted_files; }
-
 private:
     /// All that the next version of the playlist is made from.
     struct Version {
@@ -92,7 +88,6 @@ private:
     Tell warn;
     Version version;           // that viewers see
     std::deque<LeftFile> left; // the first to be deleted first
-    std::vector<std::string> unlisted_files;
     std::int64_t segment_size = 0; // of the last segment, or the largest one found
     bool has_gap = false;          // segments were lost since the last one, and that was told
     bool is_failing = false;       // likewise

@@ -3,6 +3,7 @@
 #include "process/input.h"
 #include "process/messages.h"
 #include "process/output.h"
+#include "process/signals.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -64,7 +65,7 @@ private:
         constexpr int pause = 1000;      // in milliseconds
         constexpr int held_pause = 20;   // until fewer wait
         for (auto begin = steady_clock::now();;) {
-            const bool is_held = waitingReports(reports) > most_waiting;
+            const bool is_held = !hasSignalEndedInput() && waitingReports(reports) > most_waiting;
             pollfd files[] = {
                 {is_held ? -1 : STDIN_FILENO, POLLIN, 0}, {stream, 0, 0}, {reports, 0, 0}};
             ::poll(files, std::size(files), is_held ? held_pause : pause);

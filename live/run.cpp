@@ -100,20 +100,19 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
     return is_there() || segmenter.isClean();
 }
 
-/// Publishes `segment`, and tries again until that can be done or the run has ended. False where it
-/// is lost or left.
-bool publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
-                   const FinishedSegment& segment, int reports) {
+/// Publishes `segment`, and tries again until that can be done or the run has ended.
+Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
+                        const FinishedSegment& segment, int reports) {
     constexpr milliseconds pause(500);
     while (true) {
         const bool is_last_try = segmenter.hasEnded(false);
         const Published result = publisher.publish(segment);
         if (result == Published::done || result == Published::lost || is_last_try) {
-            return result == Published::done;
+            return result;
         }
         if (result == Published::no_room && waitingReports(reports) >= settings.listed) {
             publisher.drop(segment); // or a medium that is full of them would stay full
-            return false;
+            return Published::lost;
         }
         std::this_thread::sleep_for(pause);
     }
@@ -136,7 +135,11 @@ bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, 
                                          .length = report->segment.length,
                                          .follows = report->segment.follows,
                                          .written = report->time};
-        is_complete &= publishInTime(settings, publisher, segmenter, segment, reports);
+        const Published result = publishInTime(settings, publisher, segmenter, segment, reports);
+        if (result != Published::done && result != Published::lost) {
+            return false; // it, and those behind it, are left to the next start
+        }
+        is_complete &= result == Published::done;
     }
     ::close(reports); // nobody need go on reading the stream
     segmenter.hasEnded(true);

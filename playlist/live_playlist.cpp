@@ -126,6 +126,10 @@ std::uint32_t nextNumber(const LivePlaylist& playlist) {
     return playlist.sequence + static_cast<std::uint32_t>(playlist.segments.size());
 }
 
+bool comesAfter(const LivePlaylist& playlist, const Address& segment) {
+    return segment.stream == playlist.stream && segment.number >= nextNumber(playlist);
+}
+
 std::int64_t listedLength(const LivePlaylist& playlist) {
     return std::accumulate(playlist.segments.begin(), playlist.segments.end(), std::int64_t{0},
                            [](std::int64_t sum, const LiveSegment& s) { return sum + s.length; });

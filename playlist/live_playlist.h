@@ -43,6 +43,9 @@ std::optional<Address> readAddress(std::string_view name);
 /// The number that the next segment of `playlist` gets.
 std::uint32_t nextNumber(const LivePlaylist& playlist);
 
+/// True for a segment of this stream that comes after all that `playlist` lists.
+bool comesAfter(const LivePlaylist& playlist, const Address& segment);
+
 /// How long the listed segments last together, in milliseconds.
 std::int64_t listedLength(const LivePlaylist& playlist);
 

@@ -17,7 +17,8 @@ constexpr const char* null_device = "/dev/null";
 // All that a signal handler can reach.
 // NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
 volatile std::sig_atomic_t null_input = -1; // a descriptor of the null device
-timespec first_signal = {};                 // when it came; no time yet
+volatile std::sig_atomic_t has_ended = 0;   // the input, by a signal
+timespec first_signal = {};                 // when that came
 // NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 /// True when so little time has passed since the first signal that this one is the same, sent
@@ -39,7 +40,8 @@ extern "C" {
 /// finds the end. A second signal then has its usual effect.
 static void endInput(int signal) {
     const int error = errno;
-    if (first_signal.tv_sec == 0 && first_signal.tv_nsec == 0) {
+    if (has_ended == 0) {
+        has_ended = 1;
         ::clock_gettime(CLOCK_MONOTONIC, &first_signal);
         ::dup2(null_input, STDIN_FILENO);
     } else if (!isRepeated()) {
@@ -95,6 +97,8 @@ void endInputOnSignals() {
         handle(ending_signals, endInput);
     }
 }
+
+bool hasSignalEndedInput() { return has_ended != 0; }
 
 void holdBackEndingSignals() {
     sigset_t set = {};

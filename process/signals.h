@@ -15,6 +15,9 @@ void surviveFailedWrites();
 /// /dev/null nothing changes.
 void endInputOnSignals();
 
+/// True once such a signal has come.
+bool hasSignalEndedInput();
+
 /// From here on, INT, TERM and HUP have no effect on the process, nor on programs that it starts:
 /// a signal to the whole process group would end the shell that writes the marker.
 void holdBackEndingSignals();

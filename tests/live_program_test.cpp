@@ -82,6 +82,20 @@ TEST_F(LiveProgram, EndsCleanlyOnSignals) {
     }
 }
 
+TEST_F(LiveProgram, LeavesToTheNextRunWhatCannotBePublished) {
+    fs::create_directories("www/live.m3u8.tmp/full"); // in the way of the playlist
+    const Program program = start("www --duration=1 --end=1");
+    program.write(streamOf(100)); // more than may wait
+    ASSERT_TRUE(eventually([] { return fs::exists("www/.run/vid.0000000055.ts"); }));
+    ::kill(program.process(), SIGTERM);
+    const std::string process = "/proc/" + std::to_string(program.process());
+    EXPECT_TRUE(eventually([&] { return readFile(process + "/cmdline").empty(); }));
+    EXPECT_EQ(program.end().status, 1);
+    fs::remove_all("www/live.m3u8.tmp");
+    EXPECT_EQ(start("www --listed=200").end().status, 0);
+    EXPECT_EQ(listed(), std::string(100, 'x'));
+}
+
 TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
     const Program program = startRun();
     program.write(streamOf(3));

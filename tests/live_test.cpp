@@ -290,6 +290,7 @@ TEST_F(Live, GoesOnWithItsStreamWhereverItWasKilled) {
     sync_medium = [] { return 0; };
     EXPECT_EQ(publishLeft(), "published 3 1.000; published 4 1.000; ");
     EXPECT_EQ(listed(), "2/0 1 s: | 1.000 1.000 1.000");
+    EXPECT_EQ(said([&] { publishLeftovers(settings, *publisher, warn); }), "") << "nothing is left";
 }
 
 TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
