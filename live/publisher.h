@@ -86,8 +86,8 @@ private:
     Clock clock;
     Tell tell;
     Tell warn;
-    Version version;           // that viewers see
-    std::deque<LeftFile> left; // the first to be deleted first
+    Version version;               // that viewers see
+    std::deque<LeftFile> left;     // the first to be deleted first
     std::int64_t segment_size = 0; // of the last segment, or the largest one found
     bool has_gap = false;          // segments were lost since the last one, and that was told
     bool is_failing = false;       // likewise
