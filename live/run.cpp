@@ -43,7 +43,7 @@ public:
     }
 
     /// True when it has ended by itself: its files are whole.
-    [[nodiscard]] bool isClean() const { return has_ended && WIFEXITED(status) && status == 0; }
+    [[nodiscard]] bool isClean() const { return has_ended && status == 0; }
 
 private:
     [[noreturn]] static void execute(const std::string& prefix, const std::string& duration) {

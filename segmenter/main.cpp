@@ -1,9 +1,9 @@
 #include "playlist/index_file.h"
+#include "process/signals.h"
 #include "segmenter/cut_rule.h"
 #include "segmenter/marker.h"
 #include "segmenter/options.h"
 #include "segmenter/packet_input.h"
-#include "process/signals.h"
 #include "segmenter/segment.h"
 #include "segmenter/segment_file.h"
 

@@ -2,9 +2,6 @@
 #include "tests/program.h"
 
 #include <algorithm>
-#include <regex>
-#include <set>
-#include <sstream>
 #include <tuple>
 #include <vector>
 
@@ -203,21 +200,6 @@ const CheckRow rows[] = {
 };
 // clang-format on
 
-/// The numbers of the lines that say what is to be fixed, each once.
-std::string numbersIn(const std::string& report) {
-    static const std::regex line(R"(\n\[(\d+)\] (?!Note))");
-    std::set<int> numbers;
-    for (std::sregex_iterator found(report.begin(), report.end(), line), end; found != end;
-         ++found) {
-        numbers.insert(std::stoi((*found)[1]));
-    }
-    std::string text;
-    for (const int number : numbers) {
-        text += (text.empty() ? "" : ",") + std::to_string(number);
-    }
-    return text.empty() ? "none" : text;
-}
-
 struct CheckRun : ProgramTest {};
 constexpr std::size_t line_size = 63; // of the heading, and of a row
 
@@ -232,7 +214,6 @@ TEST_F(CheckRun, SaysOfEachStreamWhatIsWrong) {
         const std::string& report = outcome.output;
         EXPECT_EQ(outcome.status, findings == "none"s ? 0 : 2);
         EXPECT_NE(report.find("result findings="s + findings + ' '), std::string::npos) << report;
-        EXPECT_EQ(numbersIn(report), findings) << "of lines" << report;
         for (const std::string& piece : says) {
             EXPECT_NE(report.find(piece), std::string::npos) << piece << '\n' << report;
         }
@@ -266,30 +247,14 @@ TEST_F(CheckRun, PrintsAFindingWhileTheStreamRuns) {
     }
 }
 
-TEST_F(CheckRun, PrintsTheSegmentsThatTheSegmenterCuts) {
+TEST_F(CheckRun, PrintsTheReportsOfRealStreams) {
     for (const auto& [name, arguments] :
          {std::pair("ffmpeg.ts", " --duration=3"), {"gst.ts", " --duration=3 --mux_type=1"}}) {
         SCOPED_TRACE(name);
-        const Folder own;
-        const Stream stream = {readFile(ROOT "demo/streams/"s + name)};
-        Program check(SEGMENTER_CHECK + std::string(arguments));
-        check.write(stream);
-        const std::string text = expectedText("check.txt", name);
-        expectOutcome(check.end(), {.status = 2, .output = text, .errors = ""});
-
-        Program segmenter(SEGMENTER + std::string(arguments));
-        segmenter.write(stream);
-        std::istringstream lines(
-            std::regex_replace(text.substr(line_size), std::regex("\n\\[[^\n]*"), ""));
-        Stream all = {};
-        for (const auto& [path, segment] : segmenter.end().files) {
-            std::string row;
-            if (path.ends_with(".ts") && std::getline(lines, row)) {
-                EXPECT_EQ(packet_size * std::stoul(row.substr(10)), segment.bytes.size()) << row;
-                all.bytes += segment.bytes;
-            }
-        }
-        EXPECT_EQ(all, stream);
+        const Program check(SEGMENTER_CHECK + std::string(arguments));
+        check.write({readFile(ROOT "demo/streams/"s + name)});
+        expectOutcome(check.end(),
+                      {.status = 2, .output = expectedText("check.txt", name), .errors = ""});
     }
     EXPECT_EQ(Program(SEGMENTER_CHECK).end().status, 1) << "without options";
 }

@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 #include <map>
 #include <optional>
 #include <regex>
@@ -22,9 +21,8 @@ namespace fs = std::filesystem;
 constexpr std::int64_t noon = 1764072000000; // of 2025-11-25
 constexpr std::int64_t second = ticks_per_second;
 
-// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
-std::function<int()> sync_medium; // what syncfs does in these tests; returns an error number
-// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
+/// What syncfs does in these tests. It returns an error number.
+std::function<int()> sync_medium; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 /// A playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
 /// discontinuity sequence 1 and the target duration 4, and a discontinuity before its last segment.
@@ -147,15 +145,6 @@ std::string whole(std::uint64_t pts, int count = 4) {
     return pat() + pmtOf({'\x10'}) + frames(pts, count);
 }
 
-/// A frame that is shown and decoded at these times; with `adaptation` "\1\x40", a key frame.
-std::string frame(std::uint64_t pts, std::uint64_t dts, const char* adaptation = "") {
-    std::string header = pesHeader(pts);
-    header[7] = '\xC0';
-    header[8] = 10;
-    return packet(
-        {.pid = 0x100, .adaptation = adaptation, .payload = header + pesHeader(dts).substr(9)});
-}
-
 const std::string zeros(std::size_t{5} * packet_size, '\0'); // NOLINT(cert-err58-cpp)
 
 // clang-format off
@@ -168,8 +157,9 @@ const LeftoverRow leftover_rows[] = {
     {"and where one is missing", {{whole(0)}, {}, {whole(90000)}}, "0/0 1 s: 1.000 | 1.000"},
     {"a jump inside is no time, and a discontinuity stands behind it",
      {{whole(0, 2) + frames(9000000, 3)}, {whole(9067500)}}, "0/0 1 s: 1.250 | 1.000"},
-    {"frames that are shown before others", {{pat(), pmtOf({'\x10'}), frame(90000, 67500, "\1\x40"),
-     frame(157500, 90000), frame(112500, 112500), frame(135000, 135000)}}, "0/0 1 s: 1.000"},
+    {"frames that are shown before others", {{pat(), pmtOf({'\x1B'}), frame(90000, 67500, "\0\0\1\x67\0\0\1\x65"s),
+     frame(157500, 90000, "\0\0\1\x41"s), frame(112500, 112500, "\0\0\1\x41"s), frame(135000, 135000, "\0\0\1\x41"s)}},
+     "0/0 1 s: 1.000"},
     {"the last one is cut to whole packets", {{whole(0)}, {whole(90000), "x"}}, "0/0 1 s: 1.000 1.000"},
     {"and at the zeros that a power failure left", {{whole(0)}, {whole(90000, 2) + zeros + frames(135000, 2)}},
      "0/0 1 s: 1.000 0.500"},
@@ -185,38 +175,6 @@ const LeftoverRow leftover_rows[] = {
 extern "C" int syncfs(int /*descriptor*/) noexcept {
     errno = sync_medium();
     return errno == 0 ? 0 : -1;
-}
-
-TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
-    const std::string text = expectedText("playlists.txt", "a live playlist");
-    const LivePlaylist playlist = {
-        .stream = 0x1f6a03c2,
-        .target_duration = 4,
-        .sequence = 17,
-        .discontinuities = 1,
-        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
-    EXPECT_EQ(playlistText(playlist), text);
-    EXPECT_EQ(readPlaylist(text), playlist);
-    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
-    const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
-    EXPECT_TRUE(readPlaylist(largest).has_value());
-
-    // clang-format off
-    for (const auto& [part, other] : {
-             std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
-             {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
-             {"EXTINF:4.040", "EXTINF:4.04"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
-             {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
-        std::string changed = text;
-        changed.replace(changed.find(part), std::strlen(part), other);
-        EXPECT_EQ(readPlaylist(changed), std::nullopt) << other;
-    }
-    // clang-format on
-    for (std::size_t size = 0; size < text.size(); ++size) { // torn, but not between two segments
-        EXPECT_EQ(readPlaylist(text.substr(0, size)).has_value(),
-                  size == text.find("#EXT-X-DISCONTINUITY\n"))
-            << size << " bytes";
-    }
 }
 
 TEST(LivePlaylist, LetsSegmentsLeaveWhileThreeTargetDurationsStay) {

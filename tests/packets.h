@@ -125,7 +125,8 @@ inline std::string frames(std::uint64_t pts, int count = 4, std::uint64_t step =
     return packets;
 }
 
-/// The first packet of a frame, shown and decoded at these times, with `bytes` behind its PES header.
+/// The first packet of a frame, shown and decoded at these times, with `bytes` behind its PES
+/// header.
 inline std::string frame(std::uint64_t pts, std::uint64_t dts, const std::string& bytes,
                          std::uint32_t pid = 0x100) {
     std::string header = pesHeader(pts);

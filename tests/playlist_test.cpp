@@ -1,7 +1,11 @@
 #include "playlist/index_file.h"
+#include "playlist/live_playlist.h"
 #include "playlist/sliding_window.h"
 #include "segmenter/options.h"
 #include "tests/support.h"
+
+#include <cstring>
+#include <regex>
 
 namespace {
 
@@ -40,4 +44,36 @@ TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {
     settings.window = -1;
     EXPECT_TRUE(updateSlidingWindow(settings, first, 99));
     EXPECT_EQ(first, 7U);
+}
+
+TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
+    const std::string text = expectedText("playlists.txt", "a live playlist");
+    const LivePlaylist playlist = {
+        .stream = 0x1f6a03c2,
+        .target_duration = 4,
+        .sequence = 17,
+        .discontinuities = 1,
+        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
+    EXPECT_EQ(playlistText(playlist), text);
+    EXPECT_EQ(readPlaylist(text), playlist);
+    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
+    const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
+    EXPECT_TRUE(readPlaylist(largest).has_value());
+
+    // clang-format off
+    for (const auto& [part, other] : {
+             std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
+             {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
+             {"EXTINF:4.040", "EXTINF:4.04"}, {"EXTINF:4.040", "EXTINF:-4.040"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
+             {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
+        std::string changed = text;
+        changed.replace(changed.find(part), std::strlen(part), other);
+        EXPECT_EQ(readPlaylist(changed), std::nullopt) << other;
+    }
+    // clang-format on
+    for (std::size_t size = 0; size < text.size(); ++size) { // torn, but not between two segments
+        EXPECT_EQ(readPlaylist(text.substr(0, size)).has_value(),
+                  size == text.find("#EXT-X-DISCONTINUITY\n"))
+            << size << " bytes";
+    }
 }

@@ -1,7 +1,5 @@
 #include "tests/program.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <regex>
 
@@ -33,16 +31,16 @@ struct PushScript : ProgramTest {
     }
 
     /// Starts it with `arguments`, quoted for a shell. After its input it tries for `seconds`.
-    static Program start(int seconds = 60, const std::string& arguments = "hls http://x/y") {
+    static Program start(int seconds = 60, const std::string& arguments = "hls/ http://x/y/") {
         const std::string script = readFile(ROOT "packaging/segmenter-push");
         std::ofstream("../push") << std::regex_replace(script, std::regex("(_the_rest)=60"),
                                                        "$1=" + std::to_string(seconds));
         return Program("env PATH=../bin:\"$PATH\" bash ../push " + arguments);
     }
 
-    /// The next transfer of this kind, such as "PUT list", gets this answer: see tests/curl.
-    static void answer(const std::string& transfer, const std::string& answer) {
-        std::ofstream("../answers/" + transfer) << answer << '\n';
+    /// The next transfers of this kind, such as "PUT list", get these answers: see tests/curl.
+    static void answer(const std::string& transfer, const std::string& answers) {
+        std::ofstream("../answers/" + transfer) << answers << '\n';
     }
 
     static std::string transfers() { return readFile("../transfers"); }
@@ -73,31 +71,29 @@ TEST_F(PushScript, GoesOnFromWhatTheServerHas) {
 }
 
 TEST_F(PushScript, TriesAgainWhereItFailed) {
-    const std::string seen = "GET list, HEAD 0, "; // the look at the end
-    const std::string all = "PUT 0, PUT 1, PUT 2, PUT list, " + seen;
-    for (const auto& [transfer, given, reason, then] :
+    const std::string list = "PUT list, GET list, HEAD 0, "; // with the look at the end
+    const std::string all = "PUT 0, PUT 1, PUT 2, " + list;
+    const std::string begun = "GET list 404, HEAD 0, ";
+    for (const auto& [transfer, answers, reason, then] :
          std::initializer_list<std::array<std::string, 4>>{
              {"GET list", "503", "the server answers 503", "GET list 404, " + all},
-             {"PUT 1", "403", "the server answers 403",
-              "GET list 404, HEAD 0, PUT 1, PUT 2, PUT list, " + seen},
-             {"PUT 2", "302", "the server answers 302",
-              "GET list 404, HEAD 0, PUT 2, PUT list, " + seen},
-             {"PUT list", "000", "curl: (7) Failed to", "GET list 404, HEAD 0, PUT list, " + seen},
-             {"PUT list", "lost", "the server took live.m3u8, and shows another",
-              "GET list 404, HEAD 0, PUT list, " + seen},
-             {"PUT 0", "lost", "the server should have 00000000.0000000000.ts, and answers 404",
-              "GET list, " + all}}) {
+             {"GET list", "401", "the server answers 401", "GET list 404, " + all},
+             {"PUT 1", "403", "the server answers 403", begun + "PUT 1, PUT 2, " + list},
+             {"PUT 2", "302", "the server answers 302", begun + "PUT 2, " + list},
+             {"PUT list", "000\n000", "curl: .7. Failed to connect after", begun + list},
+             {"PUT list", "lost", "the server took live.m3u8, and shows another", begun + list},
+             {"PUT 0", "lost", "the server took a segment, and answers 404", "GET list, " + all}}) {
         SCOPED_TRACE(reason);
         fs::remove_all("../server");
         fs::create_directory("../server");
-        answer(transfer, given);
+        answer(transfer, answers);
         const Outcome outcome = start().end();
         EXPECT_EQ(outcome.status, 0);
         EXPECT_TRUE(transfers().ends_with(then)) << transfers();
-        EXPECT_TRUE(outcome.errors.starts_with(
-            "segmenter-push: cannot upload to http://x/y, and goes on trying: " + reason))
-            << outcome.errors;
-        EXPECT_TRUE(outcome.errors.ends_with("\nsegmenter-push: uploads go on\n"))
+        EXPECT_TRUE(std::regex_match(
+            outcome.errors,
+            std::regex("segmenter-push: cannot upload to http://x/y, and goes on trying: " +
+                       reason + ".*\nsegmenter-push: uploads go on\n")))
             << outcome.errors;
     }
 }
@@ -106,20 +102,22 @@ TEST_F(PushScript, SaysWhatIsMissingAtTheEnd) {
     fs::remove("hls/00000000.0000000001.ts");
     EXPECT_TRUE(start(0).end().errors.ends_with(
         "segmenter-push: could not upload 00000000.0000000001.ts, 00000000.0000000002.ts, "
-        "live.m3u8 "
-        "to http://x/y: segments have gone before they could be uploaded\n"));
-    const Outcome outcome = start(60, "none.m3u8 http://x/y").end();
-    EXPECT_EQ(outcome.errors,
-              "segmenter-push: could not upload none.m3u8 to http://x/y: ./none.m3u8 "
-              "is missing, or not the playlist of a live stream\n");
-    EXPECT_EQ(outcome.status, 1);
+        "live.m3u8 to http://x/y: segments have gone before they could be uploaded\n"));
+    std::ofstream("empty.m3u8").close();
+    std::ofstream("vod.m3u8") << "#EXTM3U\n#EXTINF:4,\n1.ts\n";
+    for (const std::string name : {"none.m3u8", "empty.m3u8", "vod.m3u8"}) {
+        const Outcome outcome = start(60, name + " http://x/y").end();
+        EXPECT_TRUE(outcome.errors.ends_with(": ./" + name +
+                                             " is missing, or not the playlist of a live stream\n"))
+            << outcome.errors;
+        EXPECT_EQ(outcome.status, 1);
+    }
 }
 
 TEST_F(PushScript, RefusesArgumentsThatMakeNoSense) {
-    EXPECT_EQ(start(0, "hls").end().errors,
-              "usage: segmenter-push FOLDER URL [OPTION_OF_CURL...]\n");
-    for (const char* address : {"", "ftp://x/y", "http://name:password@x/y", "http://x/y?z"}) {
-        EXPECT_EQ(start(0, "hls '"s + address + '\'').end().status, 2) << address;
+    for (const char* arguments :
+         {"hls", "hls ''", "hls ftp://x/y", "hls http://name:word@x/y", "hls 'http://x/y?z'"}) {
+        EXPECT_EQ(start(0, arguments).end().status, 2) << arguments;
     }
     const Outcome outcome = Program("env PATH= /bin/bash ../push hls http://x/y").end();
     EXPECT_EQ(outcome.errors, "segmenter-push: curl is not installed\n");
@@ -139,11 +137,8 @@ TEST_F(PushScript, WaitsForACurlThatOutlivedTheScriptBefore) {
 
 TEST_F(PushScript, UploadsWithoutAReaderOfItsMessages) {
     answer("PUT list", "403");
-    std::array<int, 2> ends{};
-    ASSERT_EQ(::pipe(ends.data()), 0);
-    ::close(ends[0]);
-    EXPECT_EQ(start(60, "hls http://x/y 2>&" + std::to_string(ends[1])).end().status, 0);
-    ::close(ends[1]);
+    std::ignore = start(60, "hls http://x/y 2>&1 | true").end();
+    EXPECT_TRUE(transfers().ends_with("PUT list, GET list, HEAD 0, ")) << transfers();
 }
 
 } // namespace

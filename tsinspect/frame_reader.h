@@ -44,8 +44,8 @@ public:
 
     [[nodiscard]] bool isKeyFrame() const { return is_key_frame; }
 
-    /// True where a sequence parameter set of H.264 or HEVC, or a sequence header of MPEG-2, came in
-    /// front of the key frame: without one, decoding cannot begin there.
+    /// True where a sequence parameter set of H.264 or HEVC, or a sequence header of MPEG-2, came
+    /// in front of the key frame: without one, decoding cannot begin there.
     [[nodiscard]] bool hasParameters() const { return has_parameters; }
 
 private:
