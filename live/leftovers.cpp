@@ -83,32 +83,51 @@ std::int64_t longestLength(const LiveSettings& settings) {
            ticks_per_second;
 }
 
+/// How the next segment of `stream` was listed in a version of the playlist that the power took
+/// away again. Viewers may have seen it, so its text was on the medium before.
+std::optional<LiveSegment> shownBefore(const LiveSettings& settings, const LivePlaylist& stream) {
+    const auto shown = readPlaylist(readSmallFile(settings.playlist() + ".tmp").value_or(""));
+    const bool is_next =
+        shown && shown->stream == stream.stream && nextNumber(*shown) == nextNumber(stream) + 1;
+    return is_next ? std::optional(shown->segments.back()) : std::nullopt;
+}
+
+/// What is to be published of `file`, which is as it was `shown`, or follows `previous`.
+FinishedSegment segmentOf(const Leftover& file, const std::optional<LiveSegment>& shown,
+                          const Leftover& previous) {
+    if (shown) {
+        return {file.path, shown->length * (ticks_per_second / 1000), !shown->is_discontinuity,
+                shown->date + shown->length};
+    }
+    return {file.path, file.length, follows(previous, file), statusOf(file.path).written};
+}
+
 } // namespace
 
 bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
                       const Publisher::Tell& warn) {
-    Leftover previous;
     const LivePlaylist& stream = publisher.stream();
+    const auto shown = shownBefore(settings, stream);
+    const auto next_path = settings.folder + fileName({stream.stream, nextNumber(stream)});
     std::vector<Leftover> files = findLeftovers(settings, stream);
+    Leftover previous;
     if (!files.empty() && !stream.segments.empty()) {
         previous.path = settings.folder + fileName({stream.stream, nextNumber(stream) - 1});
         measure(previous);
     }
     for (Leftover& file : files) {
-        const FileStatus status = statusOf(file.path);
         measure(file);
+        const bool is_whole = file.good_bytes == statusOf(file.path).size;
+        FinishedSegment segment =
+            segmentOf(file, is_whole && file.path == next_path ? shown : std::nullopt, previous);
         if (file.length == 0 || file.length > longestLength(settings)) {
             warn(file.path + ", left by a crash, is dropped: it has no frame, or is too long.");
             std::ignore = ::unlink(file.path.c_str());
             file = {};
         } else {
-            if (file.good_bytes < status.size) {
+            if (!is_whole) {
                 std::ignore = ::truncate(file.path.c_str(), file.good_bytes);
             }
-            const FinishedSegment segment = {.path = file.path,
-                                             .length = file.length,
-                                             .follows = follows(previous, file),
-                                             .written = status.written};
             const Published result = publisher.publish(segment);
             if (result == Published::failed) {
                 return false;

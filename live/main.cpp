@@ -3,22 +3,21 @@
 #include "live/publisher.h"
 #include "live/relay.h"
 #include "live/run.h"
+#include "process/input.h"
 #include "process/messages.h"
 #include "process/signals.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -32,28 +31,30 @@ using namespace std::literals;
 
 namespace {
 
+/// What stands in the way at `path`, by errno.
+[[noreturn]] void refuse(const std::string& path) {
+    throw fs::filesystem_error("", path, std::error_code(errno, std::generic_category()));
+}
+
 /// Makes the folders where they are missing, the name of the public one absolute, and locks the
 /// private one until this process and its segmenter have ended; it waits ten seconds for those
 /// before them. Returns the lock, a descriptor, or -1 after a warning.
 int openFolders(LiveSettings& settings) {
     constexpr mode_t private_mode = 0700; // no server shows what is not finished
-    std::error_code error;
-    fs::create_directories(settings.folder, error);
-    const fs::path path = fs::canonical(settings.folder, error); // a link may be changed
-    if (error) {
-        warn(settings.folder + " cannot be used: " + error.message() + '.');
-        return -1;
-    }
+    fs::create_directories(settings.folder);
+    const fs::path path = fs::canonical(settings.folder); // a link may be changed
     settings.folder = path / "";
     const std::string run = path / ".run";
-    std::ignore = ::mkdir(run.c_str(), private_mode);
+    if (::mkdir(run.c_str(), private_mode) != 0 && errno != EEXIST) {
+        refuse(run);
+    }
     const int lock = ::open(run.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (lock < 0) {
-        warn(run + " cannot be used: " + std::strerror(errno) + '.');
-        return -1;
+        refuse(run);
     }
+    std::ignore = ::fchmod(lock, private_mode); // if others made it
     for (int tries = 100; ::flock(lock, LOCK_EX | LOCK_NB) != 0; --tries) {
-        if (tries == 0) {
+        if (tries == 0 || hasSignalEndedInput()) {
             warn(settings.folder + " is in use by another segmenter-live, or by its segmenter.");
             return -1;
         }
@@ -62,78 +63,59 @@ int openFolders(LiveSettings& settings) {
     return lock;
 }
 
-/// Reads the playlist that is in the public folder, if any, into `last`. False, after a warning,
-/// where it cannot be read: that is no reason to begin another stream.
-bool readLast(const LiveSettings& settings, std::optional<LivePlaylist>& last) {
-    const std::string path = settings.playlist();
-    const std::optional<std::string> text = readSmallFile(path);
+/// The playlist that is in the public folder, if any. One that cannot be read is no reason to begin
+/// another stream.
+std::optional<LivePlaylist> readLast(const LiveSettings& settings) {
+    const std::optional<std::string> text = readSmallFile(settings.playlist());
     if (!text && errno != ENOENT) {
-        warn(path + " cannot be read: " + std::strerror(errno) + '.');
-        return false;
+        refuse(settings.playlist());
     }
-    last = readPlaylist(text.value_or(""));
+    auto last = readPlaylist(text.value_or(""));
     if (text && !last) {
-        warn(path + " is not a playlist of this program: a new stream takes its place.");
+        warn(settings.playlist() +
+             " is not a playlist of this program: a new stream takes its place.");
     }
-    return true;
+    return last;
 }
 
-/// Deletes all that is in the private folder. False, after a warning, where something stays.
-bool emptyRunFolder(const LiveSettings& settings) {
-    std::error_code error;
-    for (fs::directory_iterator entry(settings.runFolder(), error), end; !error && entry != end;
-         entry.increment(error)) {
-        fs::remove_all(entry->path(), error);
-    }
-    if (error) {
-        warn(settings.runFolder() + " cannot be emptied: " + error.message() + '.');
-    }
-    return !error;
-}
-
-/// Publishes what the last run left, and then this one, as publishRun() does.
-bool publish(const LiveSettings& settings, int stream, int reports, int lock) {
-    std::optional<LivePlaylist> last;
-    if (!readLast(settings, last)) {
-        return false;
-    }
-    Publisher publisher(settings, last, std::chrono::steady_clock::now, tell, warn);
+/// Publishes what the last run left, and makes the private folder empty for the next one. False,
+/// after a warning, where that fails.
+bool clear(const LiveSettings& settings, Publisher& publisher) {
     if (!publishLeftovers(settings, publisher, warn)) {
         warn("What the last run left cannot be published, so no run begins.");
         return false;
     }
-    return emptyRunFolder(settings) && publishRun(settings, publisher, stream, reports, lock);
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(settings.runFolder(), error)) {
+        fs::remove_all(entry, error);
+        if (error) {
+            warn(entry.path().string() + " cannot be deleted: " + error.message() + '.');
+            return false;
+        }
+    }
+    return true;
 }
 
-/// Reads the stream in this process, and publishes it in another, so that a slow medium does not
-/// hold up the stream. Returns the exit status.
-int run(const LiveSettings& settings, int lock) {
+/// Reads the stream, and publishes it in another thread, so that a slow medium does not hold up
+/// the stream. Returns true after a clean end when all was published.
+bool run(const LiveSettings& settings, Input& input, int lock) {
+    Publisher publisher(settings, readLast(settings), std::chrono::steady_clock::now, tell, warn);
     std::array<int, 2> stream{};
-    std::array<int, 2> reports{};
-    if (::pipe2(stream.data(), O_CLOEXEC) != 0 || ::pipe2(reports.data(), O_CLOEXEC) != 0) {
-        warn(std::string("No pipe can be made: ") + std::strerror(errno) + '.');
-        return 1;
+    if (::pipe2(stream.data(), O_CLOEXEC) != 0) {
+        refuse("A pipe");
     }
-    const pid_t publisher = ::fork();
-    if (publisher == 0) {
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-            std::ignore = std::signal(signal, SIG_IGN); // the end of the stream ends it
+    SegmentQueue queue;
+    auto published = std::async(std::launch::async, [&] {
+        holdBackEndingSignals(); // the end of the stream ends it, and its segmenter
+        if (clear(settings, publisher)) {
+            return publishRun(settings, publisher, stream[0], lock, queue);
         }
-        ::close(stream[1]);
-        ::close(reports[1]);
-        ::close(STDIN_FILENO);
-        fillStandardDescriptors();
-        return publish(settings, stream[0], reports[0], lock) ? 0 : 1;
-    }
-    ::close(stream[0]);
-    ::close(reports[0]);
-    relay(settings, stream[1], reports[1]);
+        ::close(stream[0]); // nobody reads the stream
+        return false;
+    });
+    relay(settings, input, stream[1], queue);
     ::close(stream[1]);
-    ::close(reports[1]);
-    int status = 1;
-    while (::waitpid(publisher, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : 1;
+    return published.get();
 }
 
 } // namespace
@@ -154,6 +136,12 @@ int main(int argc, char** argv) {
         warn(refusal);
         return exit_usage;
     }
-    const int lock = openFolders(settings);
-    return lock < 0 ? 1 : run(settings, lock);
+    try {
+        Input input;
+        const int lock = openFolders(settings);
+        return lock >= 0 && run(settings, input, lock) ? 0 : 1;
+    } catch (const fs::filesystem_error& error) {
+        warn(error.path1().string() + " cannot be used: " + error.code().message() + '.');
+    }
+    return 1;
 }

@@ -58,10 +58,11 @@ Publisher::Publisher(const LiveSettings& settings, const std::optional<LivePlayl
     version.longest_list = std::max((settings.listed + 1) * longestSegment(), // as far as is known
                                     last ? listedLength(*last) : 0);
     findFiles(last);
-    if (syncFileSystem(settings.folder)) { // first of all, the playlist that does not list them
+    // The playlist that does not list them comes first; the stream waits for that.
+    if (!left.empty() && left.front().due <= this->clock() && syncFileSystem(settings.folder)) {
         deleteDue();
-        makeRoom();
     }
+    makeRoom();
 }
 
 /// Finds the files of this stream and of others that were here. The age of those that left is
@@ -105,14 +106,9 @@ std::string Publisher::nextName() const {
     return fileName({version.playlist.stream, nextNumber(version.playlist)});
 }
 
-/// Where the file of `segment` is: if it was moved, and could not be listed, at its address.
-std::string Publisher::pathOf(const FinishedSegment& segment) const {
-    return statusOf(segment.path).is_regular ? segment.path : settings.folder + nextName();
-}
-
-Published Publisher::publish(const FinishedSegment& segment) {
+Published Publisher::publish(FinishedSegment& segment) {
     const std::string name = nextName();
-    const FileStatus file = statusOf(pathOf(segment));
+    const FileStatus file = statusOf(segment.path);
     segment_size = file.size > 0 ? file.size : segment_size;
     makeRoom();
     if (!file.is_regular || file.size == 0) {
@@ -122,8 +118,7 @@ Published Publisher::publish(const FinishedSegment& segment) {
     const std::int64_t target = version.playlist.target_duration;
     Version next = with(segment);
     const std::string length = secondsText(next.playlist.segments.back().length);
-    const Published result =
-        show(std::move(next), pathOf(segment), "published " + name + ' ' + length);
+    const Published result = show(std::move(next), &segment, "published " + name + ' ' + length);
     if (result == Published::done) {
         if (const auto risen = version.playlist.target_duration; target != 0 && target != risen) {
             warn(name + " lasts " + length + " s: the target duration rises from " +
@@ -135,7 +130,7 @@ Published Publisher::publish(const FinishedSegment& segment) {
 }
 
 void Publisher::drop(const FinishedSegment& segment) {
-    std::ignore = ::unlink(pathOf(segment).c_str());
+    std::ignore = ::unlink(segment.path.c_str());
     warnOnce(has_gap, "Segments are lost: the disk was full, or they waited for too long.");
 }
 
@@ -145,7 +140,7 @@ bool Publisher::endStream() {
     }
     Version next = version;
     next.playlist.is_ended = true;
-    return show(std::move(next), "", "ended " + settings.playlist_name) == Published::done;
+    return show(std::move(next), nullptr, "ended " + settings.playlist_name) == Published::done;
 }
 
 /// The version that comes after the one that viewers see, with `segment` as its last.
@@ -171,13 +166,13 @@ Publisher::Version Publisher::with(const FinishedSegment& segment) const {
     return next;
 }
 
-/// Makes `next` the version that viewers see, and tells `news` of it. The file at `segment`, if
+/// Makes `next` the version that viewers see, and tells `news` of it. The file of `segment`, if
 /// any, gets its last address.
 ///
 /// The power may fail after each step. What viewers saw then stays true if a file system keeps two
 /// promises: what was done before syncfs is on the medium when it returns, and after a rename that
 /// is either the old file or the new one. In which order other steps get there is up to it.
-Published Publisher::show(Version next, const std::string& segment, const std::string& news) {
+Published Publisher::show(Version next, FinishedSegment* segment, const std::string& news) {
     const std::string path = settings.playlist();
     const std::string temporary = path + ".tmp";
     const std::string unwritable = path + " cannot be written; trying again until it can";
@@ -185,9 +180,12 @@ Published Publisher::show(Version next, const std::string& segment, const std::s
         return fail(unwritable);
     }
     // The text is there before a file has an address in a new stream: it says which stream that is.
-    const std::string target = settings.folder + nextName();
-    if (!segment.empty() && std::rename(segment.c_str(), target.c_str()) != 0) {
-        return fail(segment + " cannot be moved to " + target + ": " + std::strerror(errno));
+    if (const std::string target = settings.folder + nextName(); segment != nullptr) {
+        if (std::rename(segment->path.c_str(), target.c_str()) != 0) {
+            return fail(segment->path + " cannot be moved to " + target + ": " +
+                        std::strerror(errno));
+        }
+        segment->path = target;
     }
     for (const Address& file : next.leaving) { // its time begins, for later processes too
         std::error_code none;

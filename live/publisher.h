@@ -42,8 +42,8 @@ public:
     Publisher(const LiveSettings& settings, const std::optional<LivePlaylist>& last, Clock clock,
               Tell tell, Tell warn);
 
-    /// Makes `segment` the last one of the playlist.
-    Published publish(const FinishedSegment& segment);
+    /// Makes `segment` the last one of the playlist. Its path is another one once it was moved.
+    Published publish(FinishedSegment& segment);
 
     /// Gives up `segment`, which could not be published, and deletes its file.
     void drop(const FinishedSegment& segment);
@@ -73,9 +73,8 @@ private:
     void keep(const Address& file, std::int64_t age);
     [[nodiscard]] std::int64_t longestSegment() const;
     [[nodiscard]] std::string nextName() const;
-    [[nodiscard]] std::string pathOf(const FinishedSegment& segment) const;
     [[nodiscard]] Version with(const FinishedSegment& segment) const;
-    Published show(Version next, const std::string& segment, const std::string& news);
+    Published show(Version next, FinishedSegment* segment, const std::string& news);
     Published fail(const std::string& sentence);
     void warnOnce(bool& is_told, const std::string& sentence) const;
     void makeRoom();

@@ -1,22 +1,46 @@
 #pragma once
 
-#include "align/aligner.h"
+#include "live/publisher.h"
 #include "live/settings.h"
+#include "process/input.h"
 
-#include <cstdint>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <optional>
 
-/// What is told of the stream to who publishes it, by a pipe, once all that came before has been
-/// passed on to the segmenter.
-struct Report {
-    AlignedSegment segment{}; ///< the n-th one that is reported is in the segmenter's n-th file
-    std::int64_t time = 0;    ///< when it ended, in milliseconds since 1970, UTC
-    bool is_end = false;      ///< there is no segment: the stream has ended cleanly
+/// What ended the stream.
+enum class StreamEnd {
+    input,     ///< its end
+    silence,   ///< that came for too long
+    no_reader, ///< the end of who reads it here
 };
 
-/// How many reports wait in the pipe one of whose descriptors is `pipe`.
-int waitingReports(int pipe);
+/// The segments of a run, on their way from the thread that reads the stream to the one that
+/// publishes them.
+class SegmentQueue {
+public:
+    void add(const FinishedSegment& segment);
+    void end(StreamEnd how);
 
-/// Passes the stream on standard input, which signals end from now on, through the aligner to the
-/// descriptor `stream`, and writes reports to the descriptor `reports`. Runs until the input ends,
-/// is silent for too long, or nobody reads any more.
-void relay(const LiveSettings& settings, int stream, int reports);
+    /// Takes the first one out, or waits for it; nothing after the last.
+    std::optional<FinishedSegment> next();
+
+    /// How many have not been taken out.
+    [[nodiscard]] std::size_t size() const;
+
+    /// What ended the stream, after a wait for that.
+    StreamEnd awaitEnd();
+
+private:
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<FinishedSegment> segments;
+    std::optional<StreamEnd> ended;
+};
+
+/// Passes the stream from `input` through the aligner to the descriptor `stream`, and adds to
+/// `queue` the segments that ended in it, with the paths that the segmenter gives them. Runs until
+/// the input ends, is silent for too long, or nobody reads any more.
+void relay(const LiveSettings& settings, Input& input, int stream, SegmentQueue& queue);

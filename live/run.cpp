@@ -1,12 +1,10 @@
 #include "live/run.h"
 
 #include "live/leftovers.h"
-#include "live/relay.h"
 #include "playlist/segment_name.h"
 #include "process/messages.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +13,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -46,7 +43,7 @@ public:
     }
 
     /// True when it has ended by itself: its files are whole.
-    [[nodiscard]] bool isClean() const { return has_ended && WIFEXITED(status) && status == 0; }
+    [[nodiscard]] bool isClean() const { return has_ended && status == 0; }
 
 private:
     [[noreturn]] static void execute(const std::string& prefix, const std::string& duration) {
@@ -66,28 +63,6 @@ private:
     bool has_ended = false;
 };
 
-/// The next report; nothing at the end. Warns when none comes for three target durations.
-std::optional<Report> nextReport(int reports, std::int64_t target_duration) {
-    const Moment begin = steady_clock::now();
-    const auto warnOf = [begin](const std::string& event) {
-        const auto passed = duration_cast<seconds>(steady_clock::now() - begin);
-        warn(event + std::to_string(passed.count()) + " s.");
-    };
-    pollfd file = {.fd = reports, .events = POLLIN, .revents = 0};
-    const bool is_silent = ::poll(&file, 1, static_cast<int>(3000 * target_duration)) == 0;
-    if (is_silent) {
-        warnOf("No new segment came for ");
-    }
-    Report report;
-    if (::read(reports, &report, sizeof report) != sizeof report) {
-        return std::nullopt;
-    }
-    if (is_silent && !report.is_end) {
-        warnOf("A new segment came after ");
-    }
-    return report;
-}
-
 /// Waits until the segmenter has finished file `number`. False when it was killed before.
 bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t number) {
     constexpr milliseconds longest_pause(50);
@@ -102,7 +77,7 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
 
 /// Publishes `segment`, and tries again until that can be done or the run has ended.
 Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
-                        const FinishedSegment& segment, int reports) {
+                        FinishedSegment& segment, const SegmentQueue& queue) {
     constexpr milliseconds pause(500);
     while (true) {
         const bool is_last_try = segmenter.hasEnded(false);
@@ -110,7 +85,8 @@ Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segm
         if (result == Published::done || result == Published::lost || is_last_try) {
             return result;
         }
-        if (result == Published::no_room && waitingReports(reports) >= settings.listed) {
+        if (result == Published::no_room &&
+            queue.size() >= static_cast<std::size_t>(settings.listed)) {
             publisher.drop(segment); // or a medium that is full of them would stay full
             return Published::lost;
         }
@@ -118,35 +94,35 @@ Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segm
     }
 }
 
-} // namespace
-
-bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int reports,
-                int lock) {
-    Segmenter segmenter(settings, stream, lock);
+/// Publishes what is in `queue` until all have ended. True when that was all.
+bool publishSegments(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
+                     SegmentQueue& queue) {
     bool is_complete = true;
-    std::optional<Report> report;
-    for (std::uint32_t number = 0;; ++number) {
-        report = nextReport(
-            reports, std::max<std::int64_t>(publisher.stream().target_duration, settings.duration));
-        if (!report || report->is_end || !awaitFile(settings, segmenter, number)) {
-            break;
+    for (std::uint32_t number = 0; auto segment = queue.next(); ++number) {
+        if (!awaitFile(settings, segmenter, number)) {
+            return false;
         }
-        const FinishedSegment segment = {.path = segmentName(settings.runFolder(), number),
-                                         .length = report->segment.length,
-                                         .follows = report->segment.follows,
-                                         .written = report->time};
-        const Published result = publishInTime(settings, publisher, segmenter, segment, reports);
+        const Published result = publishInTime(settings, publisher, segmenter, *segment, queue);
         if (result != Published::done && result != Published::lost) {
             return false; // it, and those behind it, are left to the next start
         }
         is_complete &= result == Published::done;
     }
-    ::close(reports); // nobody need go on reading the stream
+    return is_complete;
+}
+
+} // namespace
+
+bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int lock,
+                SegmentQueue& queue) {
+    Segmenter segmenter(settings, stream, lock);
+    const bool is_complete = publishSegments(settings, publisher, segmenter, queue);
+    const StreamEnd end = queue.awaitEnd();
     segmenter.hasEnded(true);
-    if (!segmenter.isClean()) {
+    if (!segmenter.isClean() || end == StreamEnd::no_reader) {
         warn("The segmenter has ended before the stream.");
     }
-    if (!segmenter.isClean() || !report || !report->is_end) {
+    if (!segmenter.isClean() || end != StreamEnd::input) {
         publishLeftovers(settings, publisher, warn);
         return false;
     }

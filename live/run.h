@@ -1,11 +1,12 @@
 #pragma once
 
 #include "live/publisher.h"
+#include "live/relay.h"
 #include "live/settings.h"
 
-/// Cuts the stream that comes from the descriptor `stream` with a segmenter, and publishes its
-/// files as the reports from the descriptor `reports` say, until all have ended. The segmenter
-/// ignores the signals that this process ignores, and keeps the descriptor `lock` open. Returns
-/// true after a clean end when all was published.
-bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int reports,
-                int lock);
+/// Cuts the stream that comes from the descriptor `stream`, which is closed here, with a segmenter,
+/// and publishes the segments of `queue` until all have ended. The segmenter holds back the signals
+/// that this thread holds back, and keeps the descriptor `lock` open. Returns true after a clean
+/// end when all was published.
+bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int lock,
+                SegmentQueue& queue);

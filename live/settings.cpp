@@ -28,7 +28,7 @@ constexpr const char* name_option = "--playlist_name=";
 
 /// Takes one argument. Returns what would make sense, if it does not.
 std::string takeArgument(LiveSettings& settings, const std::string& argument) {
-    if (!argument.starts_with("--")) {
+    if (!argument.starts_with('-')) {
         const bool is_folder = !argument.empty() && settings.folder.empty();
         settings.folder = argument;
         return is_folder ? "" : "it takes one folder.";

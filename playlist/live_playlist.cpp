@@ -77,8 +77,8 @@ std::int64_t readDate(std::string_view text) {
 /// The milliseconds that secondsText wrote as `text`.
 std::int64_t readSeconds(std::string_view text) {
     const std::size_t point = text.find('.');
-    return milliseconds_per_second * numberIn<std::int32_t>(text) +
-           (point == std::string_view::npos ? 0 : numberIn<std::int32_t>(text.substr(point + 1)));
+    return milliseconds_per_second * numberIn<std::uint32_t>(text) +
+           (point == std::string_view::npos ? 0 : numberIn<std::uint32_t>(text.substr(point + 1)));
 }
 
 /// What stands in front of the number in every address of `stream`, such as "1f6a03c2.".

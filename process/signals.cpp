@@ -106,5 +106,5 @@ void holdBackEndingSignals() {
     for (const int signal : ending_signals) {
         ::sigaddset(&set, signal);
     }
-    ::sigprocmask(SIG_BLOCK, &set, nullptr);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }

@@ -18,6 +18,6 @@ void endInputOnSignals();
 /// True once such a signal has come.
 bool hasSignalEndedInput();
 
-/// From here on, INT, TERM and HUP have no effect on the process, nor on programs that it starts:
-/// a signal to the whole process group would end the shell that writes the marker.
+/// From here on, INT, TERM and HUP have no effect on this thread, nor on programs that it starts,
+/// such as the shell that writes the marker: they may come to the whole process group.
 void holdBackEndingSignals();

@@ -2,6 +2,7 @@
 #include "tests/program.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <utility>
@@ -41,13 +42,19 @@ struct LiveProgram : ProgramTest {
         fs::permissions("../bin/segmenter", fs::perms::owner_all);
     }
 
-    /// Starts it with `arguments`, quoted for a shell.
+    /// Starts it with `arguments`, quoted for a shell, in a process group of its own.
     static Program start(const std::string& arguments) {
-        return Program(EMULATOR " ../bin/segmenter-live " + arguments);
+        return Program("setsid " EMULATOR " ../bin/segmenter-live " + arguments);
     }
 
     static Program startRun(const std::string& folder = "www") {
         return start('"' + folder + "\" --duration=1 --listed=100");
+    }
+
+    /// True when `program` has ended, or does so soon, while its input stays open.
+    static bool endsByItself(const Program& program) {
+        const std::string process = "/proc/" + std::to_string(program.process());
+        return eventually([&] { return readFile(process + "/cmdline").empty(); });
     }
 
     /// Publishes `seconds` seconds in a folder.
@@ -61,7 +68,7 @@ struct LiveProgram : ProgramTest {
 TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
     fs::create_directory("linked");
     fs::create_directory_symlink("linked", "link");
-    for (const std::string name : {"-new/two '%s*' words/", "link"}) {
+    for (const std::string name : {"./-new/two '%s*' words/", "link"}) {
         for (int seconds : {4, 3}) {
             const Outcome outcome = publish(name, seconds);
             EXPECT_EQ(outcome.status, 0);
@@ -78,7 +85,7 @@ TEST_F(LiveProgram, EndsCleanlyOnSignals) {
         const Program program = start("www --duration=1 --end=1");
         program.write(streamOf(3));
         ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
-        ::kill(program.process(), signal);
+        ::kill(-program.process(), signal); // as a terminal and systemd do
         EXPECT_TRUE(eventually([&] { return program.output().ends_with("ended live.m3u8\n"); }));
         EXPECT_EQ(program.end().status, 0);
         EXPECT_EQ(listed(), "xxx.");
@@ -91,8 +98,7 @@ TEST_F(LiveProgram, LeavesToTheNextRunWhatCannotBePublished) {
     program.write(streamOf(100)); // more than may wait
     ASSERT_TRUE(eventually([] { return fs::exists("www/.run/vid.0000000055.ts"); }));
     ::kill(program.process(), SIGTERM);
-    const std::string process = "/proc/" + std::to_string(program.process());
-    EXPECT_TRUE(eventually([&] { return readFile(process + "/cmdline").empty(); }));
+    EXPECT_TRUE(endsByItself(program));
     EXPECT_EQ(program.end().status, 1);
     fs::remove_all("www/live.m3u8.tmp");
     EXPECT_EQ(start("www --listed=200").end().status, 0);
@@ -108,6 +114,30 @@ TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.errors.find("The segmenter has ended before the stream."), std::string::npos);
+}
+
+TEST_F(LiveProgram, SaysThatTheSegmenterEndedByItself) {
+    std::ofstream("../bin/segmenter") << "#!/bin/sh\necho $$ >../segmenter\n";
+    const Program program = startRun();
+    ASSERT_TRUE(eventually([] { return fs::exists("../segmenter"); }));
+    EXPECT_TRUE(endsByItself(program));
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.errors.ends_with("The segmenter has ended before the stream.\n"));
+}
+
+TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
+    fs::create_directories("www/.run");
+    const int lock = ::open("www/.run", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(::flock(lock, LOCK_EX), 0);
+    const Program program = startRun();
+    EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
+    ::kill(program.process(), SIGTERM);
+    const Outcome outcome = program.end();
+    ::close(lock);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(
+        outcome.errors.ends_with("in use by another segmenter-live, or by its segmenter.\n"));
 }
 
 TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
@@ -182,10 +212,10 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
         std::ofstream(path) << "half a playl";
     }
     for (const auto& [folder, warning] :
-         {std::pair("file", "file/.run cannot be used: "),
+         {std::pair("file", "file cannot be used: "),
           {"file/www", "file/www cannot be used: "},
           {"linked", "linked/.run cannot be used: "},
-          {"unreadable", "unreadable/live.m3u8 cannot be read: "},
+          {"unreadable", "unreadable/live.m3u8 cannot be used: "},
           {"torn", "torn/live.m3u8 is not a playlist of this program: a new stream takes its"}}) {
         const Outcome outcome = publish(folder, 2);
         EXPECT_EQ(outcome.status, folder == "torn"s ? 0 : 1) << folder;
@@ -202,7 +232,7 @@ TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
                                    "--listed=2", "--listed=5001", "--end=2", "--timeout=-1"}},
         {": it takes a file name ", {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run",
                                      "--playlist_name=", "--playlist_name=1f6a03c2.0000000018.ts"}},
-        {": there is no such option;", {"--window=9", "--duration", "--name=x"}},
+        {": there is no such option;", {"--window=9", "--duration", "--name=x", "-h"}},
         {": it takes one folder.", {"two", "''"}},
     };
     // clang-format on

@@ -80,7 +80,10 @@ struct Live : ProgramTest {
     /// The same of a segment that is cut and published a second after the last.
     std::string publish(double seconds = 1, bool follows = true) {
         now += std::chrono::seconds(1);
-        return said([&] { publisher->publish(cut(seconds, follows)); });
+        return said([&] {
+            FinishedSegment segment = cut(seconds, follows);
+            publisher->publish(segment);
+        });
     }
 
     /// The same of publishing what a run left, as a new process does.
@@ -249,6 +252,15 @@ TEST_F(Live, GoesOnWithItsStreamWhereverItWasKilled) {
     EXPECT_EQ(publishLeft(), "published 3 1.000; published 4 1.000; ");
     EXPECT_EQ(listed(), "2/0 1 s: | 1.000 1.000 1.000");
     EXPECT_EQ(said([&] { publishLeftovers(settings, *publisher, warn); }), "") << "nothing is left";
+    // The power takes away a version that viewers saw.
+    const std::string version = readFile("www/live.m3u8");
+    publish(1.25, false);
+    const std::string newest = readFile("www/live.m3u8");
+    std::ofstream(publicPath(5)) << whole(0);
+    std::ofstream("www/live.m3u8.tmp") << newest;
+    std::ofstream("www/live.m3u8") << version;
+    publishLeft();
+    EXPECT_EQ(readFile("www/live.m3u8"), newest);
 }
 
 TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
@@ -320,7 +332,7 @@ TEST_F(Live, EndsAStreamAndBeginsAnother) {
 
 TEST_F(Live, TriesAgainWhatFailsAndChangesNothing) {
     publish();
-    const FinishedSegment next = cut(1);
+    FinishedSegment next = cut(1);
     const auto tryNext = [&] { return said([&] { publisher->publish(next); }); };
     const std::string unwritable = "! www/live.m3u8 cannot be written; trying again until it can. ";
     fs::create_directories("www/live.m3u8.tmp/full"); // in the way of the new playlist
@@ -334,15 +346,17 @@ TEST_F(Live, TriesAgainWhatFailsAndChangesNothing) {
     EXPECT_EQ(tryNext(), "published 1 1.000; ");
 
     fs::create_directory(publicPath(2)); // in the way of the next segment
-    const FinishedSegment third = cut(1);
+    FinishedSegment third = cut(1);
     EXPECT_EQ(said([&] { publisher->publish(third); }),
               "! www/.run/vid.0000000002.ts cannot be moved to www/2: Is a directory. ");
     fs::remove(publicPath(2));
     EXPECT_EQ(said([&] { publisher->publish(third); }), "published 2 1.000; ");
-    EXPECT_EQ(said([&] { publisher->publish(third); }),
+    FinishedSegment lost = cut(1);
+    fs::remove(lost.path);
+    EXPECT_EQ(said([&] { publisher->publish(lost); }),
               "! Segments are lost: the disk was full, or they waited for too long. ");
-    std::ofstream(third.path).flush();
-    EXPECT_EQ(said([&] { publisher->publish(third); }), "") << "an empty one, but told once";
+    std::ofstream(lost.path).flush();
+    EXPECT_EQ(said([&] { publisher->publish(lost); }), "") << "an empty one, but told once";
     EXPECT_EQ(publish(), "published 3 1.000; ");
     EXPECT_EQ(listed(), "1/0 1 s: 1.000 1.000 | 1.000");
 }
@@ -368,13 +382,13 @@ TEST_F(Live, MakesRoomOnAFullMedium) {
     for (int i = 0; i < 6; ++i) {
         publish();
     }
-    const FinishedSegment large = cut(1);
+    FinishedSegment large = cut(1);
     EXPECT_EQ(std::system(("truncate -s 8648000000000 " + large.path).c_str()), 0);
     EXPECT_TRUE(said([&] { publisher->publish(large); })
                     .starts_with("! www/ is full: files that left the list go early. deleted 0; "
                                  "deleted 1; deleted 2; ! www/ is too small: two more segments of "
                                  "8648000000 KB do not fit. published 6 1.000; "));
-    const FinishedSegment next = cut(1);
+    FinishedSegment next = cut(1);
     sync_medium = [] { return ENOSPC; };
     Published result{};
     EXPECT_EQ(said([&] { result = publisher->publish(next); }),

@@ -64,7 +64,7 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     for (const auto& [part, other] : {
              std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
              {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
-             {"EXTINF:4.040", "EXTINF:4.04"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
+             {"EXTINF:4.040", "EXTINF:4.04"}, {"EXTINF:4.040", "EXTINF:-4.040"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
              {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
         std::string changed = text;
         changed.replace(changed.find(part), std::strlen(part), other);
