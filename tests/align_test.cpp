@@ -288,7 +288,7 @@ TEST(Aligner, ReadsAMapOfSeveralPackets) {
         packet({.pid = 0x1000, .unit_start = false, .payload = whole.substr(184)});
     const Aligned aligned = align(pat() + map + key(0));
     EXPECT_EQ(aligned.segments, "PAT PMT PMT clock clock key");
-    EXPECT_NE(aligned.output.find("\x09\4\0\0\xFF\xFE"), std::string::npos);
+    EXPECT_NE(aligned.output.find("\x09\4\0\0\xFF\xFE"s), std::string::npos);
     std::string damaged = map;
     damaged[50] = '!';
     EXPECT_EQ(align(pat() + damaged + key(0)).missing, "No program map table (PMT) came.");
