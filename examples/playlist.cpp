@@ -1,13 +1,15 @@
-// usage: playlist_example FIRST LAST
 // Lists the segments FIRST to LAST, which are in the working directory, in a closing playlist, as
 // one may want it after a run that was killed.
 #include "playlist/index_file.h"
 #include "segmenter/options.h"
 
 #include <cstdlib>
+#include <iostream>
 
 int main(int argc, char** argv) {
     if (argc != 3) {
+        std::cerr << "usage: playlist_example FIRST LAST\n"
+                     "FIRST and LAST are the numbers of segments in the working directory.\n";
         return EXIT_FAILURE;
     }
     Options settings;

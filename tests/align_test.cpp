@@ -94,6 +94,14 @@ std::string media(const std::string& stream) {
 
 const std::string tables = pat() + pmtOf({0x1B, 0x0F});
 
+/// The packet `table` with other bytes in its section, from `at` on, and the checksum that fits.
+std::string edited(std::string table, std::size_t at, const std::string& bytes) {
+    constexpr std::size_t begin = 5; // of the section in the packet
+    const std::size_t size = 3 + static_cast<std::size_t>(table[begin + 2]) - crc_size;
+    table.replace(begin + at, bytes.size(), bytes);
+    return table.replace(begin, size + crc_size, section(table.substr(begin, size)));
+}
+
 } // namespace
 
 TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
@@ -127,6 +135,14 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"the highest time, and other tables behind it",
          tables + key(pts_modulus - 1) + pmtOf({0x1B}) + other(),
          "PAT PMT clock clock key PAT PMT other"},
+        {"a map that is not yet in force",
+         tables + key(0) + edited(pmtOf({0x1B}), 5, "\xC0") + other() + key(4 * s),
+         "PAT PMT clock clock key other clock | PAT PMT clock key"},
+        {"a PAT of two sections, the first of which comes again",
+         edited(patOf({{1, 0x1001}}), 7, "\1") + edited(patOf({{2, 0x1000}}), 6, "\1\1") +
+             pmtOf({0x0F}, 0x1001, 0x102, 1) + pmtOf({0x1B}, 0x1000, 0x100, 2) + key(0) +
+             edited(patOf({{1, 0x1001}}), 7, "\1") + delta(s),
+         "PAT PMT clock clock key frame"},
         {"packets on the clock's PID that no table names", tables + key(0) + key(s, 0x40) + other(),
          "PAT PMT clock clock key other"},
         {"packets that only another program names",
@@ -272,7 +288,7 @@ TEST(Aligner, ReadsAMapOfSeveralPackets) {
         packet({.pid = 0x1000, .unit_start = false, .payload = whole.substr(184)});
     const Aligned aligned = align(pat() + map + key(0));
     EXPECT_EQ(aligned.segments, "PAT PMT PMT clock clock key");
-    EXPECT_NE(aligned.output.find("\x09\4\0\0\xFF\xFE"), std::string::npos);
+    EXPECT_NE(aligned.output.find("\x09\4\0\0\xFF\xFE"s), std::string::npos);
     std::string damaged = map;
     damaged[50] = '!';
     EXPECT_EQ(align(pat() + damaged + key(0)).missing, "No program map table (PMT) came.");
@@ -327,6 +343,9 @@ TEST(FrameReader, KnowsKeyFramesByTheirBytes) {
         EXPECT_EQ(reader.isKeyFrame(), is_key_frame) << name;
         EXPECT_EQ(reader.pts(), s) << name;
     }
+    EXPECT_EQ(align(tables + packet({.pid = 0x100, .payload = "\0\0\1\xE0\0\0\x80\0\5"s}) + other())
+                  .missing,
+              "No frame with a timestamp came.");
 }
 
 using AlignerRun = ProgramTest;
