@@ -8,9 +8,11 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include <array>
 #include <chrono>
+#include <iterator>
 #include <span>
 #include <string>
 #include <tuple>

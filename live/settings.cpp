@@ -38,7 +38,8 @@ std::string takeArgument(LiveSettings& settings, const std::string& argument) {
     if (name == name_option) { // beside its segments and the private folder
         settings.playlist_name = value;
         const bool is_name = !value.empty() && !value.starts_with('.') && !readAddress(value) &&
-                             value.find('/') == std::string::npos && value.find("..") == value.npos;
+                             value.find('/') == std::string::npos &&
+                             value.find("..") == std::string::npos;
         return is_name ? "" : "it takes a file name without a folder, with no dot in front.";
     }
     const auto* option =

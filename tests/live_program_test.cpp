@@ -13,10 +13,10 @@ namespace {
 namespace fs = std::filesystem;
 
 /// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
-Stream streamOf(int seconds, int first = 0) {
+Stream streamOf(std::uint64_t seconds) {
     std::string packets = pat() + pmtOf({'\x10'});
-    for (int second = first; second < first + seconds; ++second) {
-        packets += frames(static_cast<std::uint64_t>(second) * 90000);
+    for (std::uint64_t second = 0; second < seconds; ++second) {
+        packets += frames(second * 90000);
     }
     return {packets};
 }
@@ -47,19 +47,23 @@ struct LiveProgram : ProgramTest {
         return Program("setsid " EMULATOR " ../bin/segmenter-live " + arguments);
     }
 
-    static Program startRun(const std::string& folder = "www") {
-        return start('"' + folder + "\" --duration=1 --listed=100");
+    /// A run that has published two of three segments.
+    static Program runOfThree(const std::string& options = "") {
+        const Program program = start("www --duration=1 --listed=100 " + options);
+        program.write(streamOf(3));
+        EXPECT_TRUE(eventually([] { return listed().ends_with("xx"); }));
+        return program;
     }
 
     /// True when `program` has ended, or does so soon, while its input stays open.
     static bool endsByItself(const Program& program) {
-        const std::string process = "/proc/" + std::to_string(program.process());
-        return eventually([&] { return readFile(process + "/cmdline").empty(); });
+        const std::string pid = std::to_string(program.process());
+        return eventually([&] { return readFile("/proc/" + pid + "/cmdline").empty(); });
     }
 
     /// Publishes `seconds` seconds in a folder.
-    static Outcome publish(const std::string& folder, int seconds) {
-        const Program program = startRun(folder);
+    static Outcome publish(const std::string& folder, std::uint64_t seconds) {
+        const Program program = start('"' + folder + "\" --duration=1 --listed=100");
         program.write(streamOf(seconds));
         return program.end();
     }
@@ -69,7 +73,7 @@ TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
     fs::create_directory("linked");
     fs::create_directory_symlink("linked", "link");
     for (const std::string name : {"./-new/two '%s*' words/", "link"}) {
-        for (int seconds : {4, 3}) {
+        for (const std::uint64_t seconds : {4, 3}) {
             const Outcome outcome = publish(name, seconds);
             EXPECT_EQ(outcome.status, 0);
             EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
@@ -82,9 +86,7 @@ TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
 
 TEST_F(LiveProgram, EndsCleanlyOnSignals) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const Program program = start("www --duration=1 --end=1");
-        program.write(streamOf(3));
-        ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+        const Program program = runOfThree("--end=1");
         ::kill(-program.process(), signal); // as a terminal and systemd do
         EXPECT_TRUE(eventually([&] { return program.output().ends_with("ended live.m3u8\n"); }));
         EXPECT_EQ(program.end().status, 0);
@@ -106,31 +108,24 @@ TEST_F(LiveProgram, LeavesToTheNextRunWhatCannotBePublished) {
 }
 
 TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
-    const Program program = startRun();
-    program.write(streamOf(3));
-    ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+    const Program program = runOfThree();
     ::kill(std::stoi(readFile("../segmenter")), SIGKILL);
     EXPECT_TRUE(eventually([] { return listed() == "xxx"; }));
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.errors.find("The segmenter has ended before the stream."), std::string::npos);
-}
 
-TEST_F(LiveProgram, SaysThatTheSegmenterEndedByItself) {
-    std::ofstream("../bin/segmenter") << "#!/bin/sh\necho $$ >../segmenter\n";
-    const Program program = startRun();
-    ASSERT_TRUE(eventually([] { return fs::exists("../segmenter"); }));
-    EXPECT_TRUE(endsByItself(program));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.errors.ends_with("The segmenter has ended before the stream.\n"));
+    std::ofstream("../bin/segmenter") << "#!/bin/sh\n"; // one that ends by itself
+    const Program other = start("www");
+    EXPECT_TRUE(endsByItself(other));
+    EXPECT_TRUE(other.end().errors.ends_with("The segmenter has ended before the stream.\n"));
 }
 
 TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
     fs::create_directories("www/.run");
     const int lock = ::open("www/.run", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(::flock(lock, LOCK_EX), 0);
-    const Program program = startRun();
+    const Program program = start("www");
     EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
     ::kill(program.process(), SIGTERM);
     const Outcome outcome = program.end();
@@ -141,13 +136,11 @@ TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
 }
 
 TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
-    const Program before = startRun();
-    before.write(streamOf(3));
-    ASSERT_TRUE(eventually([] { return listed() == "xx"; }));
+    const Program before = runOfThree();
     const int stopped = std::stoi(readFile("../segmenter"));
     ::kill(stopped, SIGSTOP);
     ::kill(before.process(), SIGKILL);
-    const Program next = startRun();
+    const Program next = start("www --duration=1 --listed=100");
     next.write(streamOf(3));
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(listed(), "xx");
@@ -172,12 +165,16 @@ TEST_F(LiveProgram, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
 }
 
 TEST_F(LiveProgram, EndsWhenNoPacketComes) {
-    const Program program = start("www --duration=1 --timeout=1 --end=1");
-    program.write(streamOf(2));
-    EXPECT_TRUE(eventually([] { return listed() == "xx"; }));
+    const Program program = runOfThree("--timeout=1 --end=1");
+    EXPECT_TRUE(endsByItself(program));
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(outcome.errors.ends_with("No packet of the stream came for 1 s.\n"));
+    EXPECT_EQ(listed(), "xxx");
+
+    const Program other = start("www");
+    other.write({"no stream at all"});
+    EXPECT_TRUE(other.end().errors.ends_with("segmenter-live: No transport stream came.\n"));
 }
 
 TEST_F(LiveProgram, WaitsForNoReader) {
@@ -192,15 +189,6 @@ TEST_F(LiveProgram, WaitsForNoReader) {
     ::close(unread);
     const Program closed = start("www --duration=1 <&- >&- 2>&-");
     EXPECT_EQ(closed.end().status, 0);
-}
-
-TEST_F(LiveProgram, SaysWhatIsMissing) {
-    const Program program = startRun();
-    program.write({"no stream at all"});
-    const Outcome outcome = program.end();
-    EXPECT_NE(outcome.errors.find("segmenter-live: No transport stream came.\n"),
-              std::string::npos);
-    EXPECT_EQ(listed(), "");
 }
 
 TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {

@@ -71,8 +71,11 @@ public:
     /// What it has written to standard output so far.
     [[nodiscard]] std::string output() const { return readFile(file("output")); }
 
-    /// Its process, once it runs.
-    [[nodiscard]] pid_t process() const { return std::stoi(readFile(file("process"))); }
+    /// Its process.
+    [[nodiscard]] pid_t process() const {
+        EXPECT_TRUE(eventually([this] { return readFile(file("process")).ends_with('\n'); }));
+        return std::stoi(readFile(file("process")));
+    }
 
     /// Limits the files that it writes to `bytes`.
     void limitFiles(int bytes) const {
