@@ -37,8 +37,8 @@ public:
     using Tell = std::function<void(const std::string&)>;
 
     /// Goes on with the stream whose playlist, `last`, is in the public folder, or begins one.
-    /// `tell` gets a line for each action, `warn` what an operator must know. `settings` must
-    /// outlive it.
+    /// `tell` gets a line for each action, `warn` a sentence that an operator must know.
+    /// `settings` must outlive it.
     Publisher(const LiveSettings& settings, const std::optional<LivePlaylist>& last, Clock clock,
               Tell tell, Tell warn);
 

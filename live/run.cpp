@@ -36,16 +36,19 @@ public:
         ::close(stream);
     }
 
-    /// Whether it has ended, after a wait for that if `waits`.
-    bool hasEnded(bool waits) {
-        has_ended = has_ended || ::waitpid(process, &status, waits ? 0 : WNOHANG) != 0;
-        return has_ended;
-    }
+    bool hasEnded() { return reap(WNOHANG); }
+
+    void awaitEnd() { reap(0); }
 
     /// True when it has ended by itself: its files are whole.
     [[nodiscard]] bool isClean() const { return has_ended && status == 0; }
 
 private:
+    bool reap(int options) {
+        has_ended = has_ended || ::waitpid(process, &status, options) != 0;
+        return has_ended;
+    }
+
     [[noreturn]] static void execute(const std::string& prefix, const std::string& duration) {
         std::error_code error;
         const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -68,7 +71,7 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
     constexpr milliseconds longest_pause(50);
     const std::string next = segmentName(settings.runFolder(), number + 1);
     const auto is_there = [&next] { return ::access(next.c_str(), F_OK) == 0; };
-    for (milliseconds pause(1); !is_there() && !segmenter.hasEnded(false);
+    for (milliseconds pause(1); !is_there() && !segmenter.hasEnded();
          pause = std::min(2 * pause, longest_pause)) {
         std::this_thread::sleep_for(pause);
     }
@@ -80,7 +83,7 @@ Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segm
                         FinishedSegment& segment, const SegmentQueue& queue) {
     constexpr milliseconds pause(500);
     while (true) {
-        const bool is_last_try = segmenter.hasEnded(false);
+        const bool is_last_try = segmenter.hasEnded();
         const Published result = publisher.publish(segment);
         if (result == Published::done || result == Published::lost || is_last_try) {
             return result;
@@ -118,7 +121,7 @@ bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, 
     Segmenter segmenter(settings, stream, lock);
     const bool is_complete = publishSegments(settings, publisher, segmenter, queue);
     const StreamEnd end = queue.awaitEnd();
-    segmenter.hasEnded(true);
+    segmenter.awaitEnd();
     if (!segmenter.isClean() || end == StreamEnd::no_reader) {
         warn("The segmenter has ended before the stream.");
     }
