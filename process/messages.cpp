@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <mutex>
 #include <tuple>
 
 namespace {
@@ -28,6 +29,8 @@ int openOnceMore(int descriptor) {
 }
 
 void say(int descriptor, const std::string& text) {
+    static std::mutex mutex; // threads in turn: not every system keeps their writes to a file apart
+    const std::lock_guard lock(mutex);
     pollfd file = {.fd = descriptor, .events = POLLOUT, .revents = 0};
     if (::poll(&file, 1, 0) == 1 && (file.revents & POLLOUT) != 0) {
         std::ignore = ::write(descriptor, text.data(), text.size());

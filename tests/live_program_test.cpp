@@ -58,7 +58,8 @@ struct LiveProgram : ProgramTest {
     /// True when `program` has ended, or does so soon, while its input stays open.
     static bool endsByItself(const Program& program) {
         const std::string pid = std::to_string(program.process());
-        return eventually([&] { return readFile("/proc/" + pid + "/cmdline").empty(); });
+        return eventually(
+            [&] { return readFile("/proc/" + pid + "/stat").find(") Z ") != std::string::npos; });
     }
 
     /// Publishes `seconds` seconds in a folder.
