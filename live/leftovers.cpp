@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <optional>
 #include <tuple>
 #include <vector>
@@ -40,15 +40,18 @@ void measure(Leftover& file) {
         file.end = (part.begin + static_cast<std::uint64_t>(part.length)) % pts_modulus;
     };
     Aligner aligner(longest_duration, add, [](const std::string&) {});
-    std::ifstream input(file.path, std::ios::binary);
+    std::FILE* input = std::fopen(file.path.c_str(), "re");
     std::array<char, packet_size> packet{};
-    while (input.read(packet.data(), packet.size()) &&
+    while (input != nullptr && std::fread(packet.data(), packet.size(), 1, input) == 1 &&
            static_cast<unsigned char>(packet[0]) == sync_byte) {
         aligner.take(packet);
         aligner.clearOutput();
         file.good_bytes += packet_size;
     }
     aligner.end();
+    if (input != nullptr) {
+        std::ignore = std::fclose(input);
+    }
 }
 
 /// The files to publish, the oldest first: those that have their addresses already, and the others.

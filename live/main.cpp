@@ -16,9 +16,9 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <future>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -128,8 +128,7 @@ int main(int argc, char** argv) {
     surviveFailedWrites();
     openMessages("segmenter-live");
     if (std::find(argv + 1, argv + argc, "--help"sv) != argv + argc) {
-        std::cout << liveUsage();
-        return 0;
+        return std::fputs(liveUsage().c_str(), stdout) < 0 ? 1 : 0;
     }
     LiveSettings settings;
     if (const std::string refusal = readArguments(settings, argc - 1, argv + 1); !refusal.empty()) {

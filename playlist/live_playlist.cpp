@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <numeric>
-#include <sstream>
 #include <string_view>
 #include <tuple>
 
@@ -145,32 +144,35 @@ std::string secondsText(std::int64_t milliseconds) {
 }
 
 std::string playlistText(const LivePlaylist& playlist) {
-    std::ostringstream out;
-    out << "#EXTM3U\n#EXT-X-VERSION:3\n"
-        << target_tag << playlist.target_duration << '\n'
-        << sequence_tag << playlist.sequence << '\n'
-        << discontinuities_tag << playlist.discontinuities << '\n';
+    std::string text = "#EXTM3U\n#EXT-X-VERSION:3\n";
+    const auto add = [&text](std::string_view tag, const std::string& value) {
+        text.append(tag).append(value) += '\n';
+    };
+    add(target_tag, std::to_string(playlist.target_duration));
+    add(sequence_tag, std::to_string(playlist.sequence));
+    add(discontinuities_tag, std::to_string(playlist.discontinuities));
     std::uint32_t number = playlist.sequence;
     for (const LiveSegment& segment : playlist.segments) {
         if (segment.is_discontinuity) {
-            out << discontinuity_tag << '\n';
+            add(discontinuity_tag, "");
         }
-        out << date_tag << dateText(segment.date) << '\n'
-            << length_tag << secondsText(segment.length) << ",\n"
-            << fileName({playlist.stream, number++}) << '\n';
+        add(date_tag, dateText(segment.date));
+        add(length_tag, secondsText(segment.length) + ',');
+        add("", fileName({playlist.stream, number++}));
     }
     if (playlist.is_ended) {
-        out << end_tag << '\n';
+        add(end_tag, "");
     }
-    return out.str();
+    return text;
 }
 
 std::optional<LivePlaylist> readPlaylist(const std::string& text) {
     LivePlaylist playlist;
     LiveSegment next;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        readLine(playlist, next, line);
+    for (std::string_view rest = text; !rest.empty();) { // each line of ours ends with a line feed
+        const std::size_t size = std::min(rest.find('\n'), rest.size() - 1);
+        readLine(playlist, next, rest.substr(0, size));
+        rest.remove_prefix(size + 1);
     }
     // What would be written again just as it was is a playlist of ours: nothing else need be
     // checked.

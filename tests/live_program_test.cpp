@@ -74,7 +74,7 @@ TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
     fs::create_directory("linked");
     fs::create_directory_symlink("linked", "link");
     for (const std::string name : {"./-new/two '%s*' words/", "link"}) {
-        for (const std::uint64_t seconds : {4, 3}) {
+        for (const std::uint64_t seconds : {4U, 3U}) {
             const Outcome outcome = publish(name, seconds);
             EXPECT_EQ(outcome.status, 0);
             EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
