@@ -1,21 +1,16 @@
+#include "align/align_stream.h"
 #include "align/aligner.h"
 #include "process/input.h"
-#include "process/output.h"
 #include "process/signals.h"
 #include "segmenter/options.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <charconv>
-#include <chrono>
-#include <cstring>
+#include <cstdint>
 #include <iostream>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -45,37 +40,14 @@ std::optional<std::int32_t> durationIn(int argc, char** argv) {
     return duration;
 }
 
-void tell(const std::string& sentence) {
-    if (!sentence.empty()) {
-        std::cerr << "segmenter-align: " + sentence + '\n';
-    }
-}
-
-/// What ended a wait.
-enum class Event { none, input, no_reader };
-
-/// Waits for input, or for the end of whoever reads the output, for at most `timeout` milliseconds,
-/// or without end where that is -1.
-Event waitForInput(int timeout) {
-    pollfd files[] = {{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
-                      {.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
-    if (::poll(files, 2, timeout) <= 0) {
-        return Event::none;
-    }
-    return (files[1].revents & (POLLERR | POLLHUP)) != 0 ? Event::no_reader
-           : files[0].revents != 0                       ? Event::input
-                                                         : Event::none;
-}
+void warn(const std::string& sentence) { std::cerr << "segmenter-align: " + sentence + '\n'; }
 
 } // namespace
 
 /// Aligns standard input to standard output. Exits 0, 1 where the output cannot be written though
 /// somebody reads it, 2 after arguments that make no sense.
 int main(int argc, char** argv) {
-    using namespace std::chrono;
     constexpr int exit_usage = 2;
-    constexpr seconds patience(10); // until it is said why nothing is passed on
-
     if (argc > 1 && std::string_view(argv[1]) == "--help") {
         std::cout << usage;
         return 0;
@@ -89,35 +61,7 @@ int main(int argc, char** argv) {
     surviveFailedWrites();
     Input input;
     Aligner aligner(
-        *duration, [](const AlignedSegment&) {}, tell);
-    std::array<char, 65536> buffer{};
-    const auto begin = steady_clock::now();
-    std::string told;
-    bool is_told = false;
-    int error = 0;
-    for (bool is_over = false; !is_over;) {
-        const Event event =
-            waitForInput(is_told ? -1 : static_cast<int>(milliseconds(patience).count()));
-        if (!is_told && steady_clock::now() - begin >= patience) {
-            is_told = true;
-            tell(told = aligner.missing());
-        }
-        is_over = event == Event::no_reader;
-        const auto count = event == Event::input ? input.read(buffer) : std::nullopt;
-        if (count) {
-            is_over = *count == 0;
-            is_over ? aligner.end() : aligner.take(std::span(buffer).first(*count));
-            error = writeAll(STDOUT_FILENO, aligner.output());
-            is_over |= error != 0;
-            aligner.clearOutput();
-        }
-    }
-    if (aligner.missing() != told) {
-        tell(aligner.missing());
-    }
-    if (error == 0 || error == EPIPE) {
-        return 0;
-    }
-    tell(std::string("The output cannot be written: ") + std::strerror(error) + '.');
-    return 1;
+        *duration, [](const AlignedSegment&) {}, warn);
+    const StreamEnd end = alignStream(input, aligner, STDOUT_FILENO, warn, 0, [] { return false; });
+    return end == StreamEnd::failure ? 1 : 0;
 }

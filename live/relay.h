@@ -1,5 +1,6 @@
 #pragma once
 
+#include "align/align_stream.h"
 #include "live/publisher.h"
 #include "live/settings.h"
 #include "process/input.h"
@@ -9,13 +10,6 @@
 #include <deque>
 #include <mutex>
 #include <optional>
-
-/// What ended the stream.
-enum class StreamEnd {
-    input,     ///< its end
-    silence,   ///< that came for too long
-    no_reader, ///< the end of who reads it here
-};
 
 /// The segments of a run, on their way from the thread that reads the stream to the one that
 /// publishes them.
