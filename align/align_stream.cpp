@@ -18,15 +18,18 @@ using namespace std::chrono;
 
 namespace {
 
-/// Waits for input for a second at most. Returns whether some came, or nothing where nobody reads
-/// `output` any more.
-std::optional<bool> awaitInput(bool is_held, int output) {
+enum class Event { none, input, no_reader };
+
+/// Waits for input, or for the end of who reads `output`, for a second at most.
+Event awaitInput(bool is_held, int output) {
     constexpr int pause = 1000;    // in milliseconds
     constexpr int held_pause = 20; // until it is not held any more
     pollfd files[] = {{.fd = is_held ? -1 : STDIN_FILENO, .events = POLLIN, .revents = 0},
                       {.fd = output, .events = 0, .revents = 0}};
     ::poll(files, 2, is_held ? held_pause : pause);
-    return files[1].revents == 0 ? std::optional(files[0].revents != 0) : std::nullopt;
+    return files[1].revents != 0   ? Event::no_reader
+           : files[0].revents != 0 ? Event::input
+                                   : Event::none;
 }
 
 } // namespace
@@ -46,20 +49,24 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
     auto last_input = steady_clock::now();
     for (auto last_output = last_input; !end;) {
         const bool is_held = !hasSignalEndedInput() && isHeld();
-        const std::optional<bool> has_input = awaitInput(is_held, output);
-        const auto count = has_input.value_or(false) ? input.read(buffer) : std::nullopt;
+        const Event event = awaitInput(is_held, output);
         const auto now = steady_clock::now();
-        last_input = is_held || count ? now : last_input;
-        if (!has_input) {
+        last_input = is_held || event == Event::input ? now : last_input;
+        if (event == Event::input) {
+            if (const auto count = input.read(buffer)) {
+                aligner.take(std::span(buffer).first(*count));
+                end = *count == 0 ? std::optional(StreamEnd::input) : std::nullopt;
+            }
+        } else if (event == Event::no_reader) {
             end = StreamEnd::no_reader;
-        } else if (count && *count == 0) {
-            end = StreamEnd::input;
         } else if (timeout > 0 && now - last_input >= seconds(timeout)) {
             warn("No packet of the stream came for " + std::to_string(timeout) + " s.");
             end = StreamEnd::silence;
         }
-        end ? aligner.end() : aligner.take(std::span(buffer).first(count.value_or(0)));
-        error = has_input ? writeAll(output, aligner.output()) : 0;
+        if (end) {
+            aligner.end();
+        }
+        error = event == Event::no_reader ? 0 : writeAll(output, aligner.output());
         aligner.clearOutput();
         if (error != 0) {
             end = error == EPIPE ? StreamEnd::no_reader : StreamEnd::failure;

@@ -131,11 +131,10 @@ bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
             if (!is_whole) {
                 std::ignore = ::truncate(file.path.c_str(), file.good_bytes);
             }
-            const Published result = publisher.publish(segment);
-            if (result == Published::failed) {
-                return false;
-            }
-            if (result == Published::no_room) {
+            if (!publisher.publish(segment)) {
+                if (!publisher.isFull()) {
+                    return false;
+                }
                 publisher.drop(segment);
             }
         }

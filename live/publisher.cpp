@@ -106,31 +106,32 @@ std::string Publisher::nextName() const {
     return fileName({version.playlist.stream, nextNumber(version.playlist)});
 }
 
-Published Publisher::publish(FinishedSegment& segment) {
-    const std::string name = nextName();
+bool Publisher::publish(FinishedSegment& segment) {
     const FileStatus file = statusOf(segment.path);
     segment_size = file.size > 0 ? file.size : segment_size;
     makeRoom();
     if (!file.is_regular || file.size == 0) {
         drop(segment);
-        return Published::lost;
+        return true;
     }
+    const std::string name = nextName();
     const std::int64_t target = version.playlist.target_duration;
     Version next = with(segment);
     const std::string length = secondsText(next.playlist.segments.back().length);
-    const Published result = show(std::move(next), &segment, "published " + name + ' ' + length);
-    if (result == Published::done) {
-        if (const auto risen = version.playlist.target_duration; target != 0 && target != risen) {
-            warn(name + " lasts " + length + " s: the target duration rises from " +
-                 std::to_string(target) + " to " + std::to_string(risen) + '.');
-        }
-        has_gap = false;
+    if (!show(std::move(next), &segment, "published " + name + ' ' + length)) {
+        return false;
     }
-    return result;
+    if (const auto risen = version.playlist.target_duration; target != 0 && target != risen) {
+        warn(name + " lasts " + length + " s: the target duration rises from " +
+             std::to_string(target) + " to " + std::to_string(risen) + '.');
+    }
+    has_gap = false;
+    return true;
 }
 
 void Publisher::drop(const FinishedSegment& segment) {
     std::ignore = ::unlink(segment.path.c_str());
+    has_losses = true;
     warnOnce(has_gap, "Segments are lost: the disk was full, or they waited for too long.");
 }
 
@@ -140,7 +141,7 @@ bool Publisher::endStream() {
     }
     Version next = version;
     next.playlist.is_ended = true;
-    return show(std::move(next), nullptr, "ended " + settings.playlist_name) == Published::done;
+    return show(std::move(next), nullptr, "ended " + settings.playlist_name);
 }
 
 /// The version that comes after the one that viewers see, with `segment` as its last.
@@ -172,7 +173,7 @@ Publisher::Version Publisher::with(const FinishedSegment& segment) const {
 /// The power may fail after each step. What viewers saw then stays true if a file system keeps two
 /// promises: what was done before syncfs is on the medium when it returns, and after a rename that
 /// is either the old file or the new one. In which order other steps get there is up to it.
-Published Publisher::show(Version next, FinishedSegment* segment, const std::string& news) {
+bool Publisher::show(Version next, FinishedSegment* segment, const std::string& news) {
     const std::string path = settings.playlist();
     const std::string temporary = path + ".tmp";
     const std::string unwritable = path + " cannot be written; trying again until it can";
@@ -208,17 +209,17 @@ Published Publisher::show(Version next, FinishedSegment* segment, const std::str
     if (syncFileSystem(settings.folder)) {
         deleteDue();
     }
-    return Published::done;
+    return true;
 }
 
-/// Warns of what could not be done, by errno, once until it can be done again.
-Published Publisher::fail(const std::string& sentence) {
-    const bool is_full = errno == ENOSPC || errno == EDQUOT;
+/// Warns of what could not be done, by errno, once until it can be done again. Returns false.
+bool Publisher::fail(const std::string& sentence) {
+    is_full = errno == ENOSPC || errno == EDQUOT;
     warnOnce(is_failing, sentence + '.');
     if (is_full && !left.empty()) {
         deleteOldest();
     }
-    return is_full ? Published::no_room : Published::failed;
+    return false;
 }
 
 void Publisher::warnOnce(bool& is_told, const std::string& sentence) const {

@@ -22,14 +22,6 @@ struct FinishedSegment {
     std::int64_t written = 0; ///< when it was finished, in milliseconds since 1970, UTC
 };
 
-/// What became of a segment.
-enum class Published {
-    done,    ///< viewers see it
-    lost,    ///< there is no such file, or an empty one
-    failed,  ///< nothing has changed: it can be tried again
-    no_room, ///< the same, since the medium is full
-};
-
 /// Moves finished segments into the public folder and keeps the live playlist there.
 class Publisher {
 public:
@@ -42,11 +34,19 @@ public:
     Publisher(const LiveSettings& settings, const std::optional<LivePlaylist>& last, Clock clock,
               Tell tell, Tell warn);
 
-    /// Makes `segment` the last one of the playlist. Its path is another one once it was moved.
-    Published publish(FinishedSegment& segment);
+    /// Makes `segment` the last one of the playlist, or drops it where there is no such file, or an
+    /// empty one. False where nothing has changed, and it can be tried again. Its path is another
+    /// one once it was moved.
+    bool publish(FinishedSegment& segment);
+
+    /// True when the last try failed since the medium is full.
+    [[nodiscard]] bool isFull() const { return is_full; }
 
     /// Gives up `segment`, which could not be published, and deletes its file.
     void drop(const FinishedSegment& segment);
+
+    /// True when a segment was given up.
+    [[nodiscard]] bool hasLosses() const { return has_losses; }
 
     /// Closes the playlist, if there is one; false where that fails.
     bool endStream();
@@ -74,8 +74,8 @@ private:
     [[nodiscard]] std::int64_t longestSegment() const;
     [[nodiscard]] std::string nextName() const;
     [[nodiscard]] Version with(const FinishedSegment& segment) const;
-    Published show(Version next, FinishedSegment* segment, const std::string& news);
-    Published fail(const std::string& sentence);
+    bool show(Version next, FinishedSegment* segment, const std::string& news);
+    bool fail(const std::string& sentence);
     void warnOnce(bool& is_told, const std::string& sentence) const;
     void makeRoom();
     void deleteDue();
@@ -89,7 +89,9 @@ private:
     std::deque<LeftFile> left;     // the first to be deleted first
     std::int64_t segment_size = 0; // of the last segment, or the largest one found
     bool has_gap = false;          // segments were lost since the last one, and that was told
-    bool is_failing = false;       // likewise
+    bool has_losses = false;       // segments were lost since it began
+    bool is_failing = false;       // and that was told
+    bool is_full = false;
     bool told_full = false;
     bool told_small = false;
 };

@@ -78,40 +78,34 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
     return is_there() || segmenter.isClean();
 }
 
-/// Publishes `segment`, and tries again until that can be done or the run has ended.
-Published publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
-                        FinishedSegment& segment, const SegmentQueue& queue) {
+/// Publishes `segment`, and tries again until that can be done or the run has ended. False when it
+/// has.
+bool publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
+                   FinishedSegment& segment, const SegmentQueue& queue) {
     constexpr milliseconds pause(500);
-    while (true) {
-        const bool is_last_try = segmenter.hasEnded();
-        const Published result = publisher.publish(segment);
-        if (result == Published::done || result == Published::lost || is_last_try) {
-            return result;
+    while (!publisher.publish(segment)) {
+        if (segmenter.hasEnded()) {
+            return false; // it, and those behind it, are left to the next start
         }
-        if (result == Published::no_room &&
-            queue.size() >= static_cast<std::size_t>(settings.listed)) {
+        if (publisher.isFull() && queue.size() >= static_cast<std::size_t>(settings.listed)) {
             publisher.drop(segment); // or a medium that is full of them would stay full
-            return Published::lost;
+            return true;
         }
         std::this_thread::sleep_for(pause);
     }
+    return true;
 }
 
-/// Publishes what is in `queue` until all have ended. True when that was all.
+/// Publishes what is in `queue` until the stream has ended. False where that was not all.
 bool publishSegments(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
                      SegmentQueue& queue) {
-    bool is_complete = true;
     for (std::uint32_t number = 0; auto segment = queue.next(); ++number) {
-        if (!awaitFile(settings, segmenter, number)) {
+        if (!awaitFile(settings, segmenter, number) ||
+            !publishInTime(settings, publisher, segmenter, *segment, queue)) {
             return false;
         }
-        const Published result = publishInTime(settings, publisher, segmenter, *segment, queue);
-        if (result != Published::done && result != Published::lost) {
-            return false; // it, and those behind it, are left to the next start
-        }
-        is_complete &= result == Published::done;
     }
-    return is_complete;
+    return !publisher.hasLosses();
 }
 
 } // namespace
