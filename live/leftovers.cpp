@@ -64,7 +64,7 @@ std::vector<Leftover> findLeftovers(const LiveSettings& settings, const LivePlay
     }
     for (const std::string& name : regularFiles(settings.runFolder())) {
         if (const auto number = numberInName(name, segment_prefix)) {
-            files.push_back({.path = settings.runFolder() + name, .number = number});
+            files.push_back({.path = settings.runFolder() + '/' + name, .number = number});
         }
     }
     return files;

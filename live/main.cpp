@@ -1,7 +1,5 @@
 #include "live/files.h"
-#include "live/leftovers.h"
 #include "live/publisher.h"
-#include "live/relay.h"
 #include "live/run.h"
 #include "process/input.h"
 #include "process/messages.h"
@@ -9,22 +7,17 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
-#include <tuple>
 
 namespace fs = std::filesystem;
 using namespace std::literals;
@@ -36,29 +29,26 @@ namespace {
     throw fs::filesystem_error("", path, std::error_code(errno, std::generic_category()));
 }
 
-/// Makes the folders where they are missing, the name of the public one absolute, and locks the
-/// private one until this process and its segmenter have ended; it waits ten seconds for those
-/// before them. Returns the lock, a descriptor, or -1 after a warning.
-int openFolders(LiveSettings& settings) {
-    constexpr mode_t private_mode = 0700; // no server shows what is not finished
+/// Makes the public folder where it is missing, its name absolute, and locks it until this process
+/// and its segmenter have ended; it waits ten seconds for those before them. Returns the lock, a
+/// descriptor, or -1 after a warning.
+int lockFolder(LiveSettings& settings) {
     fs::create_directories(settings.folder);
-    const fs::path path = fs::canonical(settings.folder); // a link may be changed
-    settings.folder = path / "";
-    const std::string run = path / ".run";
-    if (::mkdir(run.c_str(), private_mode) != 0 && errno != EEXIST) {
-        refuse(run);
-    }
-    const int lock = ::open(run.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    settings.folder = fs::canonical(settings.folder) / ""; // a link may be changed
+    const int lock = ::open(settings.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock < 0) {
-        refuse(run);
+        refuse(settings.folder);
     }
-    std::ignore = ::fchmod(lock, private_mode); // if others made it
     for (int tries = 100; ::flock(lock, LOCK_EX | LOCK_NB) != 0; --tries) {
         if (tries == 0 || hasSignalEndedInput()) {
             warn(settings.folder + " is in use by another segmenter-live, or by its segmenter.");
             return -1;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    if (fs::is_symlink(settings.runFolder())) {
+        errno = ELOOP;
+        refuse(settings.runFolder());
     }
     return lock;
 }
@@ -76,46 +66,6 @@ std::optional<LivePlaylist> readLast(const LiveSettings& settings) {
              " is not a playlist of this program: a new stream takes its place.");
     }
     return last;
-}
-
-/// Publishes what the last run left, and makes the private folder empty for the next one. False,
-/// after a warning, where that fails.
-bool clear(const LiveSettings& settings, Publisher& publisher) {
-    if (!publishLeftovers(settings, publisher, warn)) {
-        warn("What the last run left cannot be published, so no run begins.");
-        return false;
-    }
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(settings.runFolder(), error)) {
-        fs::remove_all(entry, error);
-        if (error) {
-            warn(entry.path().string() + " cannot be deleted: " + error.message() + '.');
-            return false;
-        }
-    }
-    return true;
-}
-
-/// Reads the stream, and publishes it in another thread, so that a slow medium does not hold up
-/// the stream. Returns true after a clean end when all was published.
-bool run(const LiveSettings& settings, Input& input, int lock) {
-    Publisher publisher(settings, readLast(settings), std::chrono::steady_clock::now, tell, warn);
-    std::array<int, 2> stream{};
-    if (::pipe2(stream.data(), O_CLOEXEC) != 0) {
-        refuse("A pipe");
-    }
-    SegmentQueue queue;
-    auto published = std::async(std::launch::async, [&] {
-        holdBackEndingSignals(); // the end of the stream ends it, and its segmenter
-        if (clear(settings, publisher)) {
-            return publishRun(settings, publisher, stream[0], lock, queue);
-        }
-        ::close(stream[0]); // nobody reads the stream
-        return false;
-    });
-    relay(settings, input, stream[1], queue);
-    ::close(stream[1]);
-    return published.get();
 }
 
 } // namespace
@@ -137,8 +87,13 @@ int main(int argc, char** argv) {
     }
     try {
         Input input;
-        const int lock = openFolders(settings);
-        return lock >= 0 && run(settings, input, lock) ? 0 : 1;
+        const int lock = lockFolder(settings);
+        if (lock < 0) {
+            return 1;
+        }
+        Publisher publisher(settings, readLast(settings), std::chrono::steady_clock::now, tell,
+                            warn);
+        return publishRun(settings, publisher, input, lock) ? 0 : 1;
     } catch (const fs::filesystem_error& error) {
         warn(error.path1().string() + " cannot be used: " + error.code().message() + '.');
     }

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "live/publisher.h"
-#include "live/relay.h"
 #include "live/settings.h"
+#include "process/input.h"
 
-/// Cuts the stream that comes from the descriptor `stream`, which is closed here, with a segmenter,
-/// and publishes the segments of `queue` until all have ended. The segmenter holds back the signals
-/// that this thread holds back, and keeps the descriptor `lock` open. Returns true after a clean
-/// end when all was published.
-bool publishRun(const LiveSettings& settings, Publisher& publisher, int stream, int lock,
-                SegmentQueue& queue);
+/// Publishes what the last run left, and then the stream that comes from `input`, with a segmenter
+/// that keeps the descriptor `lock` open, until both have ended. The stream is read in this thread,
+/// and published in another one, so that a slow medium does not hold it up. Returns true after a
+/// clean end when all was published.
+bool publishRun(const LiveSettings& settings, Publisher& publisher, Input& input, int lock);

@@ -17,8 +17,8 @@ struct LiveSettings {
     /// The path of the public playlist.
     [[nodiscard]] std::string playlist() const { return folder + playlist_name; }
 
-    /// The private folder, into which the segmenter writes, with "/" at its end.
-    [[nodiscard]] std::string runFolder() const { return folder + ".run/"; }
+    /// The private folder, into which the segmenter writes.
+    [[nodiscard]] std::string runFolder() const { return folder + ".run"; }
 };
 
 /// How the program is called, with all options and their defaults.

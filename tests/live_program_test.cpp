@@ -5,6 +5,9 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -123,11 +126,16 @@ TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
 }
 
 TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
-    fs::create_directories("www/.run");
-    const int lock = ::open("www/.run", O_RDONLY | O_CLOEXEC);
+    fs::create_directory("www");
+    const int lock = ::open("www", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(::flock(lock, LOCK_EX), 0);
     const Program program = start("www");
-    EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
+    const auto isOpen = [](const auto& file) {
+        std::error_code error;
+        return fs::equivalent(file.path(), "www", error);
+    };
+    const std::string files = "/proc/" + std::to_string(program.process()) + "/fd";
+    EXPECT_TRUE(eventually([&] { return std::any_of(fs::directory_iterator(files), {}, isOpen); }));
     ::kill(program.process(), SIGTERM);
     const Outcome outcome = program.end();
     ::close(lock);

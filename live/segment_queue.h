@@ -2,8 +2,6 @@
 
 #include "align/align_stream.h"
 #include "live/publisher.h"
-#include "live/settings.h"
-#include "process/input.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -33,8 +31,3 @@ private:
     std::deque<FinishedSegment> segments;
     std::optional<StreamEnd> ended;
 };
-
-/// Passes the stream from `input` through the aligner to the descriptor `stream`, and adds to
-/// `queue` the segments that ended in it, with the paths that the segmenter gives them. Runs until
-/// the input ends, is silent for too long, or nobody reads any more.
-void relay(const LiveSettings& settings, Input& input, int stream, SegmentQueue& queue);
