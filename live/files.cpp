@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <tuple>
 
@@ -41,16 +42,10 @@ std::optional<std::string> readSmallFile(const std::string& path) {
     if (!status.is_regular) {
         return std::nullopt;
     }
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return std::nullopt;
-    }
     std::string text(static_cast<std::size_t>(status.size < largest ? status.size : 0), '\0');
-    const ssize_t size = ::read(file, text.data(), text.size());
-    const int error = errno;
-    ::close(file);
-    errno = error;
-    return size == static_cast<ssize_t>(text.size()) ? std::optional(text) : std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    return file ? std::optional(text) : std::nullopt;
 }
 
 bool writeNewFile(const std::string& path, const std::string& text) {

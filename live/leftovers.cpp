@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <optional>
 #include <tuple>
 #include <vector>
@@ -40,18 +40,15 @@ void measure(Leftover& file) {
         file.end = (part.begin + static_cast<std::uint64_t>(part.length)) % pts_modulus;
     };
     Aligner aligner(longest_duration, add, [](const std::string&) {});
-    std::FILE* input = std::fopen(file.path.c_str(), "re");
+    std::ifstream input(file.path, std::ios::binary);
     std::array<char, packet_size> packet{};
-    while (input != nullptr && std::fread(packet.data(), packet.size(), 1, input) == 1 &&
+    while (input.read(packet.data(), packet.size()) &&
            static_cast<unsigned char>(packet[0]) == sync_byte) {
         aligner.take(packet);
         aligner.clearOutput();
         file.good_bytes += packet_size;
     }
     aligner.end();
-    if (input != nullptr) {
-        std::ignore = std::fclose(input);
-    }
 }
 
 /// The files to publish, the oldest first: those that have their addresses already, and the others.
@@ -89,7 +86,7 @@ std::int64_t longestLength(const LiveSettings& settings) {
 /// How the next segment of `stream` was listed in a version of the playlist that the power took
 /// away again. Viewers may have seen it, so its text was on the medium before.
 std::optional<LiveSegment> shownBefore(const LiveSettings& settings, const LivePlaylist& stream) {
-    const auto shown = readPlaylist(readSmallFile(settings.playlist() + ".tmp").value_or(""));
+    const auto shown = readPlaylist(readSmallFile(settings.temporary()).value_or(""));
     const bool is_next =
         shown && shown->stream == stream.stream && nextNumber(*shown) == nextNumber(stream) + 1;
     return is_next ? std::optional(shown->segments.back()) : std::nullopt;

@@ -26,22 +26,6 @@ std::int64_t milliseconds(std::int64_t ticks) {
     return (ticks + ticks_per_millisecond / 2) / ticks_per_millisecond;
 }
 
-/// The number of a stream that begins: a random one, or that of the stream whose first playlist is
-/// in `text`, written beside the public one. The process was killed, and the stream's first file
-/// may have its address already.
-std::uint32_t newStream(const std::string& text, const std::optional<LivePlaylist>& last) {
-    const auto begun = readPlaylist(text);
-    const bool is_first = begun && nextNumber(*begun) == 1;
-    return is_first && (!last || begun->stream != last->stream) ? begun->stream
-                                                                : std::random_device()();
-}
-
-/// True for a file that `playlist` lists.
-bool lists(const LivePlaylist& playlist, const Address& file) {
-    return file.stream == playlist.stream && file.number >= playlist.sequence &&
-           file.number < nextNumber(playlist);
-}
-
 } // namespace
 
 Publisher::Publisher(const LiveSettings& settings, const std::optional<LivePlaylist>& last,
@@ -52,8 +36,12 @@ Publisher::Publisher(const LiveSettings& settings, const std::optional<LivePlayl
         const LiveSegment& newest = last->segments.back();
         version.next_date = (newest.date + newest.length) * ticks_per_millisecond;
     } else {
-        version.playlist.stream =
-            newStream(readSmallFile(settings.playlist() + ".tmp").value_or(""), last);
+        // Where a process was killed, the first file of the stream that it began may have its
+        // address already; the playlist was written before.
+        const auto begun = readPlaylist(readSmallFile(settings.temporary()).value_or(""));
+        const bool goes_on =
+            begun && nextNumber(*begun) == 1 && (!last || begun->stream != last->stream);
+        version.playlist.stream = goes_on ? begun->stream : std::random_device()();
     }
     version.longest_list = std::max((settings.listed + 1) * longestSegment(), // as far as is known
                                     last ? listedLength(*last) : 0);
@@ -76,8 +64,8 @@ void Publisher::findFiles(const std::optional<LivePlaylist>& last) {
         }
         const FileStatus status = statusOf(settings.folder + name);
         segment_size = std::max(segment_size, status.size);
-        if (last && lists(*last, *file)) {
-            if (last->is_ended) { // until the next stream takes its place
+        if (last && file->stream == last->stream && file->number >= last->sequence) {
+            if (last->is_ended) { // it is listed until the next stream takes its place
                 version.leaving.push_back(*file);
             }
         } else if (!comesAfter(version.playlist, *file)) {
@@ -175,7 +163,7 @@ Publisher::Version Publisher::with(const FinishedSegment& segment) const {
 /// is either the old file or the new one. In which order other steps get there is up to it.
 bool Publisher::show(Version next, FinishedSegment* segment, const std::string& news) {
     const std::string path = settings.playlist();
-    const std::string temporary = path + ".tmp";
+    const std::string temporary = settings.temporary();
     const std::string unwritable = path + " cannot be written; trying again until it can";
     if (!writeNewFile(temporary, playlistText(next.playlist))) {
         return fail(unwritable);

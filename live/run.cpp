@@ -46,10 +46,8 @@ public:
 
     bool hasEnded() { return reap(WNOHANG); }
 
-    void awaitEnd() { reap(0); }
-
-    /// True when it has ended by itself: its files are whole.
-    [[nodiscard]] bool isClean() const { return has_ended && status == 0; }
+    /// True when it has ended by itself, after a wait for its end: its files are whole.
+    bool isClean() { return reap(0) && status == 0; }
 
 private:
     bool reap(int options) {
@@ -163,7 +161,6 @@ bool publishStream(const LiveSettings& settings, Publisher& publisher, int strea
     Segmenter segmenter(settings, stream, lock);
     const bool is_complete = publishSegments(settings, publisher, segmenter, queue);
     const StreamEnd end = queue.awaitEnd();
-    segmenter.awaitEnd();
     if (!segmenter.isClean() || end == StreamEnd::no_reader) {
         warn("The segmenter has ended before the stream.");
     }

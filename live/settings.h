@@ -17,6 +17,9 @@ struct LiveSettings {
     /// The path of the public playlist.
     [[nodiscard]] std::string playlist() const { return folder + playlist_name; }
 
+    /// Where it is written before it takes the place of the one before.
+    [[nodiscard]] std::string temporary() const { return playlist() + ".tmp"; }
+
     /// The private folder, into which the segmenter writes.
     [[nodiscard]] std::string runFolder() const { return folder + ".run"; }
 };
