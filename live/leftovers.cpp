@@ -30,9 +30,10 @@ struct Leftover {
     bool has_jump = false;
 };
 
-/// Fills in what is measured.
-void measure(Leftover& file) {
+/// Measures file `number` of a run, at `path`.
+Leftover measure(const std::string& path, std::optional<std::uint32_t> number = std::nullopt) {
     constexpr std::int32_t longest_duration = 3600;
+    Leftover file = {.path = path, .number = number};
     const auto add = [&file](const AlignedSegment& part) {
         file.has_jump |= file.length > 0 && !part.follows;
         file.begin = file.length > 0 ? file.begin : part.begin;
@@ -40,7 +41,7 @@ void measure(Leftover& file) {
         file.end = (part.begin + static_cast<std::uint64_t>(part.length)) % pts_modulus;
     };
     Aligner aligner(longest_duration, add, [](const std::string&) {});
-    std::ifstream input(file.path, std::ios::binary);
+    std::ifstream input(path, std::ios::binary);
     std::array<char, packet_size> packet{};
     while (input.read(packet.data(), packet.size()) &&
            static_cast<unsigned char>(packet[0]) == sync_byte) {
@@ -49,6 +50,7 @@ void measure(Leftover& file) {
         file.good_bytes += packet_size;
     }
     aligner.end();
+    return file;
 }
 
 /// The files to publish, the oldest first: those that have their addresses already, and the others.
@@ -56,12 +58,12 @@ std::vector<Leftover> findLeftovers(const LiveSettings& settings, const LivePlay
     std::vector<Leftover> files;
     for (const std::string& name : regularFiles(settings.folder)) {
         if (const auto address = readAddress(name); address && comesAfter(stream, *address)) {
-            files.push_back({.path = settings.folder + name});
+            files.push_back(measure(settings.folder + name));
         }
     }
     for (const std::string& name : regularFiles(settings.runFolder())) {
         if (const auto number = numberInName(name, segment_prefix)) {
-            files.push_back({.path = settings.runFolder() + '/' + name, .number = number});
+            files.push_back(measure(settings.runFolder() + '/' + name, number));
         }
     }
     return files;
@@ -92,16 +94,6 @@ std::optional<LiveSegment> shownBefore(const LiveSettings& settings, const LiveP
     return is_next ? std::optional(shown->segments.back()) : std::nullopt;
 }
 
-/// What is to be published of `file`, which is as it was `shown`, or follows `previous`.
-FinishedSegment segmentOf(const Leftover& file, const std::optional<LiveSegment>& shown,
-                          const Leftover& previous) {
-    if (shown) {
-        return {file.path, shown->length * (ticks_per_second / 1000), !shown->is_discontinuity,
-                shown->date + shown->length};
-    }
-    return {file.path, file.length, follows(previous, file), statusOf(file.path).written};
-}
-
 } // namespace
 
 bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
@@ -109,33 +101,34 @@ bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
     const LivePlaylist& stream = publisher.stream();
     const auto shown = shownBefore(settings, stream);
     const auto next_path = settings.folder + fileName({stream.stream, nextNumber(stream)});
-    std::vector<Leftover> files = findLeftovers(settings, stream);
+    const std::vector<Leftover> files = findLeftovers(settings, stream);
     Leftover previous;
     if (!files.empty() && !stream.segments.empty()) {
-        previous.path = settings.folder + fileName({stream.stream, nextNumber(stream) - 1});
-        measure(previous);
+        previous = measure(settings.folder + fileName({stream.stream, nextNumber(stream) - 1}));
     }
-    for (Leftover& file : files) {
-        measure(file);
-        const bool is_whole = file.good_bytes == statusOf(file.path).size;
-        FinishedSegment segment =
-            segmentOf(file, is_whole && file.path == next_path ? shown : std::nullopt, previous);
+    for (const Leftover& file : files) {
+        const FileStatus status = statusOf(file.path);
+        FinishedSegment segment = {file.path, file.length, follows(previous, file), status.written};
+        previous = file;
         if (file.length == 0 || file.length > longestLength(settings)) {
             warn(file.path + ", left by a crash, is dropped: it has no frame, or is too long.");
             std::ignore = ::unlink(file.path.c_str());
-            file = {};
-        } else {
-            if (!is_whole) {
-                std::ignore = ::truncate(file.path.c_str(), file.good_bytes);
-            }
-            if (!publisher.publish(segment)) {
-                if (!publisher.isFull()) {
-                    return false;
-                }
-                publisher.drop(segment);
-            }
+            previous = {};
+            continue;
         }
-        previous = file;
+        if (file.good_bytes < status.size) {
+            std::ignore = ::truncate(file.path.c_str(), file.good_bytes);
+        } else if (shown && file.path == next_path) { // its entry does not change
+            segment.length = shown->length * (ticks_per_second / 1000);
+            segment.follows = !shown->is_discontinuity;
+            segment.written = shown->date + shown->length;
+        }
+        if (!publisher.publish(segment)) {
+            if (!publisher.isFull()) {
+                return false;
+            }
+            publisher.drop(segment);
+        }
     }
     return true;
 }

@@ -51,8 +51,7 @@ public:
 
 private:
     bool reap(int options) {
-        has_ended = has_ended || ::waitpid(process, &status, options) != 0;
-        return has_ended;
+        return has_ended = has_ended || ::waitpid(process, &status, options) != 0;
     }
 
     [[noreturn]] static void execute(const std::string& prefix, const std::string& duration) {
