@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -22,17 +21,16 @@ FileStatus statusOf(const std::string& path) {
             1000 * seconds + status.st_mtim.tv_nsec / 1'000'000};
 }
 
-std::vector<std::string> regularFiles(const std::string& folder) {
-    std::vector<std::string> names;
+std::map<std::string, FileStatus> regularFiles(const std::string& folder) {
+    std::map<std::string, FileStatus> files;
     std::error_code error;
     for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end;
          file.increment(error)) {
-        if (statusOf(file->path()).is_regular) {
-            names.push_back(file->path().filename());
+        if (const FileStatus status = statusOf(file->path()); status.is_regular) {
+            files[file->path().filename()] = status;
         }
     }
-    std::sort(names.begin(), names.end());
-    return names;
+    return files;
 }
 
 std::optional<std::string> readSmallFile(const std::string& path) {

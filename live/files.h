@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 /// What is at a path.
 struct FileStatus {
@@ -13,8 +13,8 @@ struct FileStatus {
 };
 FileStatus statusOf(const std::string& path);
 
-/// The names of the regular files in `folder`, in order.
-std::vector<std::string> regularFiles(const std::string& folder);
+/// The regular files in `folder`, by name.
+std::map<std::string, FileStatus> regularFiles(const std::string& folder);
 
 /// The text of the regular file at `path`; empty when it is a megabyte or more. Nothing, with errno
 /// set, where it cannot be read, or something else is there (EINVAL).

@@ -1,7 +1,6 @@
-#include "live/leftovers.h"
-
 #include "align/aligner.h"
 #include "live/files.h"
+#include "live/run.h"
 #include "playlist/segment_name.h"
 #include "tsinspect/pts.h"
 #include "tsinspect/ts.h"
@@ -56,12 +55,12 @@ Leftover measure(const std::string& path, std::optional<std::uint32_t> number = 
 /// The files to publish, the oldest first: those that have their addresses already, and the others.
 std::vector<Leftover> findLeftovers(const LiveSettings& settings, const LivePlaylist& stream) {
     std::vector<Leftover> files;
-    for (const std::string& name : regularFiles(settings.folder)) {
+    for (const auto& [name, status] : regularFiles(settings.folder)) {
         if (const auto address = readAddress(name); address && comesAfter(stream, *address)) {
             files.push_back(measure(settings.folder + name));
         }
     }
-    for (const std::string& name : regularFiles(settings.runFolder())) {
+    for (const auto& [name, status] : regularFiles(settings.runFolder())) {
         if (const auto number = numberInName(name, segment_prefix)) {
             files.push_back(measure(settings.runFolder() + '/' + name, number));
         }

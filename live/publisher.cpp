@@ -57,12 +57,11 @@ Publisher::Publisher(const LiveSettings& settings, const std::optional<LivePlayl
 /// counted up to the last version of the playlist: a clock that was set since then does no harm.
 void Publisher::findFiles(const std::optional<LivePlaylist>& last) {
     const std::int64_t last_version = statusOf(settings.playlist()).written;
-    for (const std::string& name : regularFiles(settings.folder)) {
+    for (const auto& [name, status] : regularFiles(settings.folder)) {
         const std::optional<Address> file = readAddress(name);
         if (!file) {
             continue;
         }
-        const FileStatus status = statusOf(settings.folder + name);
         segment_size = std::max(segment_size, status.size);
         if (last && file->stream == last->stream && file->number >= last->sequence) {
             if (last->is_ended) { // it is listed until the next stream takes its place

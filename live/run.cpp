@@ -1,7 +1,6 @@
 #include "live/run.h"
 
 #include "align/align_stream.h"
-#include "live/leftovers.h"
 #include "live/segment_queue.h"
 #include "playlist/segment_name.h"
 #include "process/messages.h"

@@ -2,9 +2,7 @@
 
 #include "playlist/live_playlist.h"
 
-#include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <system_error>
 
 namespace {
@@ -42,20 +40,19 @@ std::string takeArgument(LiveSettings& settings, const std::string& argument) {
                              value.find("..") == std::string::npos;
         return is_name ? "" : "it takes a file name without a folder, with no dot in front.";
     }
-    const auto* option =
-        std::find_if(std::begin(number_options), std::end(number_options),
-                     [&](const NumberOption& other) { return other.name == name; });
-    if (option == std::end(number_options)) {
-        return "there is no such option; a value follows an equals sign. See --help.";
+    for (const auto& [option, field, least, most, text] : number_options) {
+        if (name == option) {
+            std::int32_t& number = settings.*field;
+            const char* last = value.data() + value.size();
+            const auto [end, error] = std::from_chars(value.data(), last, number);
+            const bool is_number =
+                error == std::errc() && end == last && number >= least && number <= most;
+            return is_number ? ""
+                             : "it takes a number, " + std::to_string(least) + " to " +
+                                   std::to_string(most) + '.';
+        }
     }
-    std::int32_t& number = settings.*option->field;
-    const char* last = value.data() + value.size();
-    const auto [end, error] = std::from_chars(value.data(), last, number);
-    const bool is_number =
-        error == std::errc() && end == last && number >= option->least && number <= option->most;
-    return is_number ? ""
-                     : "it takes a number, " + std::to_string(option->least) + " to " +
-                           std::to_string(option->most) + '.';
+    return "there is no such option; a value follows an equals sign. See --help.";
 }
 
 } // namespace
@@ -63,10 +60,9 @@ std::string takeArgument(LiveSettings& settings, const std::string& argument) {
 std::string liveUsage() {
     const LiveSettings defaults;
     std::string text = "usage: segmenter-live FOLDER [OPTION...] < STREAM\n";
-    for (const NumberOption& option : number_options) {
-        text += std::string("  ") + option.name + std::to_string(defaults.*option.field) + "  " +
-                option.text + " (" + std::to_string(option.least) + " to " +
-                std::to_string(option.most) + ")\n";
+    for (const auto& [option, field, least, most, meaning] : number_options) {
+        text += std::string("  ") + option + std::to_string(defaults.*field) + "  " + meaning +
+                " (" + std::to_string(least) + " to " + std::to_string(most) + ")\n";
     }
     return text + "  " + name_option + defaults.playlist_name +
            "  file name of the playlist\n  --help  this text\n";

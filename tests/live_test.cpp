@@ -1,6 +1,6 @@
 #include "live/files.h"
-#include "live/leftovers.h"
 #include "live/publisher.h"
+#include "live/run.h"
 #include "playlist/segment_name.h"
 #include "tests/program.h"
 #include "tsinspect/pts.h"
