@@ -18,6 +18,7 @@ using namespace std::chrono;
 
 namespace {
 
+/// What a wait was for.
 enum class Event { none, input, no_reader };
 
 /// Waits for input, or for the end of who reads `output`, for a second at most.
@@ -51,7 +52,6 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
         const bool is_held = !hasSignalEndedInput() && isHeld();
         const Event event = awaitInput(is_held, output);
         const auto now = steady_clock::now();
-        last_input = is_held || event == Event::input ? now : last_input;
         if (event == Event::input) {
             if (const auto count = input.read(buffer)) {
                 aligner.take(std::span(buffer).first(*count));
@@ -59,7 +59,7 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
             }
         } else if (event == Event::no_reader) {
             end = StreamEnd::no_reader;
-        } else if (timeout > 0 && now - last_input >= seconds(timeout)) {
+        } else if (timeout > 0 && !is_held && now - last_input >= seconds(timeout)) {
             warn("No packet of the stream came for " + std::to_string(timeout) + " s.");
             end = StreamEnd::silence;
         }
@@ -71,6 +71,7 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
         if (error != 0) {
             end = error == EPIPE ? StreamEnd::no_reader : StreamEnd::failure;
         }
+        last_input = is_held || event == Event::input ? steady_clock::now() : last_input;
         last_output = aligner.missing().empty() ? now : last_output;
         if (now - last_output >= patience) {
             tellMissing();
