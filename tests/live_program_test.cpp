@@ -2,7 +2,6 @@
 #include "tests/program.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <utility>
@@ -14,7 +13,7 @@ namespace fs = std::filesystem;
 
 /// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
 Stream streamOf(std::uint64_t seconds) {
-    std::string packets = pat() + pmtOf({'\x10'});
+    std::string packets = pat() + pmtOf({0x10});
     for (std::uint64_t second = 0; second < seconds; ++second) {
         packets += frames(second * 90000);
     }
@@ -70,19 +69,25 @@ struct LiveProgram : ProgramTest {
     }
 };
 
-TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
-    fs::create_directory("linked");
+TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyNameAndTouchesNothingElse) {
+    fs::create_directories("linked/.run/folder");
     fs::create_directory_symlink("linked", "link");
-    for (const std::string name : {"./-new/two '%s*' words/", "link"}) {
+    for (const char* name : {"link/.run/vid.0000000007.ts", "link/film.ts"}) {
+        std::ofstream(name) << streamOf(1).bytes;
+    }
+    for (const auto& [name, list] :
+         {std::pair("./-new/two '%s*' words/", "xxxx xxx"), {"link", "x xxxx xxx"}}) {
         for (const std::uint64_t seconds : {4U, 3U}) {
             const Outcome outcome = publish(name, seconds);
             EXPECT_EQ(outcome.status, 0);
             EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
             EXPECT_TRUE(outcome.marker.ends_with(std::to_string(seconds - 1) + ".ts\n"));
         }
-        EXPECT_EQ(listed(name), "xxxx xxx");
+        EXPECT_EQ(listed(name), list);
     }
     EXPECT_EQ(fs::status("link/.run").permissions(), fs::perms::owner_all);
+    EXPECT_FALSE(fs::exists("link/.run/folder"));
+    EXPECT_EQ(readFile("link/film.ts"), streamOf(1).bytes);
 }
 
 TEST_F(LiveProgram, EndsCleanlyOnSignals) {
@@ -122,47 +127,28 @@ TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
     EXPECT_TRUE(other.end().errors.ends_with("The segmenter has ended before the stream.\n"));
 }
 
-TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
-    fs::create_directories("www/.run");
-    const int lock = ::open("www/.run", O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(::flock(lock, LOCK_EX), 0);
-    const Program program = start("www");
-    EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
-    ::kill(program.process(), SIGTERM);
-    const Outcome outcome = program.end();
-    ::close(lock);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(
-        outcome.errors.ends_with("in use by another segmenter-live, or by its segmenter.\n"));
-}
-
-TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
+TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
     const Program before = runOfThree();
     const int stopped = std::stoi(readFile("../segmenter"));
     ::kill(stopped, SIGSTOP);
     ::kill(before.process(), SIGKILL);
+    fs::permissions("www/.run", fs::perms(0755));
+    const Program given_up = start("www");
+    EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
+    ::kill(given_up.process(), SIGTERM);
+    const Outcome outcome = given_up.end();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(
+        outcome.errors.ends_with("in use by another segmenter-live, or by its segmenter.\n"));
     const Program next = start("www --duration=1 --listed=100");
     next.write(streamOf(3));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    std::this_thread::sleep_for(200ms);
     EXPECT_EQ(listed(), "xx");
     ::kill(stopped, SIGCONT);
     EXPECT_TRUE(eventually([] { return listed() == "xxx xx"; }));
     EXPECT_EQ(next.end().status, 0);
     EXPECT_EQ(listed(), "xxx xxx");
     EXPECT_EQ(before.end().status, 128 + SIGKILL);
-}
-
-TEST_F(LiveProgram, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
-    fs::create_directories("www/.run/folder");
-    fs::create_directory("www/2024");
-    for (const char* name : {"www/.run/vid.0000000007.ts", "www/2024/film.ts", "www/film.ts"}) {
-        std::ofstream(name) << streamOf(1).bytes;
-    }
-    EXPECT_EQ(publish("www", 3).status, 0);
-    EXPECT_EQ(listed(), "x xxx");
-    EXPECT_EQ(readFile("www/2024/film.ts"), streamOf(1).bytes);
-    EXPECT_EQ(readFile("www/film.ts"), streamOf(1).bytes);
-    EXPECT_FALSE(fs::exists("www/.run/folder"));
 }
 
 TEST_F(LiveProgram, EndsWhenNoPacketComes) {
@@ -217,10 +203,12 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
 TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
     // clang-format off
     const std::pair<const char*, std::vector<const char*>> rows[] = {
-        {": it takes a number, ", {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=",
-                                   "--listed=2", "--listed=5001", "--end=2", "--timeout=-1"}},
-        {": it takes a file name ", {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run",
-                                     "--playlist_name=", "--playlist_name=1f6a03c2.0000000018.ts"}},
+        {": it takes a number, ",
+         {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=", "--listed=2", "--end=2",
+          "--listed=5001", "--timeout=-1"}},
+        {": it takes a file name ",
+         {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run", "--playlist_name=",
+          "--playlist_name=1f6a03c2.0000000018.ts"}},
         {": there is no such option;", {"--window=9", "--duration", "--name=x", "-h"}},
         {": it takes one folder.", {"two", "''"}},
     };
