@@ -61,11 +61,11 @@ struct LiveProgram : ProgramTest {
             [&] { return readFile("/proc/" + pid + "/stat").find(") Z ") != std::string::npos; });
     }
 
-    /// Publishes `seconds` seconds in a folder.
-    static Outcome publish(const std::string& folder, std::uint64_t seconds) {
+    /// A run to which `seconds` seconds of a stream came for a folder.
+    static Program publish(const std::string& folder, std::uint64_t seconds) {
         const Program program = start('"' + folder + "\" --duration=1 --listed=100");
         program.write(streamOf(seconds));
-        return program.end();
+        return program;
     }
 };
 
@@ -78,7 +78,7 @@ TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyNameAndTouchesNothingElse) 
     for (const auto& [name, list] :
          {std::pair("./-new/two '%s*' words/", "xxxx xxx"), {"link", "x xxxx xxx"}}) {
         for (const std::uint64_t seconds : {4U, 3U}) {
-            const Outcome outcome = publish(name, seconds);
+            const Outcome outcome = publish(name, seconds).end();
             EXPECT_EQ(outcome.status, 0);
             EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
             EXPECT_TRUE(outcome.marker.ends_with(std::to_string(seconds - 1) + ".ts\n"));
@@ -117,14 +117,11 @@ TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
     const Program program = runOfThree();
     ::kill(std::stoi(readFile("../segmenter")), SIGKILL);
     EXPECT_TRUE(eventually([] { return listed() == "xxx"; }));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.errors.find("The segmenter has ended before the stream."), std::string::npos);
-
+    expectEnd(program, 1, "The segmenter has ended before the stream.\n");
     std::ofstream("../bin/segmenter") << "#!/bin/sh\n"; // one that ends by itself
     const Program other = start("www");
     EXPECT_TRUE(endsByItself(other));
-    EXPECT_TRUE(other.end().errors.ends_with("The segmenter has ended before the stream.\n"));
+    expectEnd(other, 1, "The segmenter has ended before the stream.\n");
 }
 
 TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
@@ -136,12 +133,8 @@ TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
     const Program given_up = start("www");
     EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
     ::kill(given_up.process(), SIGTERM);
-    const Outcome outcome = given_up.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(
-        outcome.errors.ends_with("in use by another segmenter-live, or by its segmenter.\n"));
-    const Program next = start("www --duration=1 --listed=100");
-    next.write(streamOf(3));
+    expectEnd(given_up, 1, "in use by another segmenter-live, or by its segmenter.\n");
+    const Program next = publish("www", 3);
     std::this_thread::sleep_for(200ms);
     EXPECT_EQ(listed(), "xx");
     ::kill(stopped, SIGCONT);
@@ -154,14 +147,11 @@ TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
 TEST_F(LiveProgram, EndsWhenNoPacketComes) {
     const Program program = runOfThree("--timeout=1 --end=1");
     EXPECT_TRUE(endsByItself(program));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.errors.ends_with("No packet of the stream came for 1 s.\n"));
+    expectEnd(program, 1, "No packet of the stream came for 1 s.\n");
     EXPECT_EQ(listed(), "xxx");
-
     const Program other = start("www");
     other.write({"no stream at all"});
-    EXPECT_TRUE(other.end().errors.ends_with("segmenter-live: No transport stream came.\n"));
+    expectEnd(other, 0, "segmenter-live: No transport stream came.\n");
 }
 
 TEST_F(LiveProgram, WaitsForNoReader) {
@@ -174,8 +164,7 @@ TEST_F(LiveProgram, WaitsForNoReader) {
     EXPECT_EQ(program.end().status, 0);
     EXPECT_EQ(listed(), "xxxx");
     ::close(unread);
-    const Program closed = start("www --duration=1 <&- >&- 2>&-");
-    EXPECT_EQ(closed.end().status, 0);
+    EXPECT_EQ(start("www --duration=1 <&- >&- 2>&-").end().status, 0);
 }
 
 TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
@@ -192,9 +181,7 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
           {"linked", "linked/.run cannot be used: "},
           {"unreadable", "unreadable/live.m3u8 cannot be used: "},
           {"torn", "torn/live.m3u8 is not a playlist of this program: a new stream takes its"}}) {
-        const Outcome outcome = publish(folder, 2);
-        EXPECT_EQ(outcome.status, folder == "torn"s ? 0 : 1) << folder;
-        EXPECT_NE(outcome.errors.find(warning), std::string::npos) << outcome.errors;
+        expectEnd(publish(folder, 2), folder == "torn"s ? 0 : 1, warning);
     }
     EXPECT_TRUE(fs::is_empty("linked/elsewhere"));
     EXPECT_EQ(listed("torn"), "xx");
@@ -215,12 +202,9 @@ TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
     // clang-format on
     for (const auto& [refusal, arguments] : rows) {
         for (const std::string argument : arguments) {
-            const Outcome outcome = start("www " + argument).end();
-            EXPECT_EQ(outcome.status, 2) << argument;
-            EXPECT_EQ(outcome.errors.find(refusal),
-                      "segmenter-live: "s.size() + (argument == "''" ? 0 : argument.size()))
-                << outcome.errors;
-            EXPECT_TRUE(outcome.files.empty()) << argument;
+            const std::string named = argument == "''" ? "" : argument;
+            expectEnd(start("www " + argument), 2, "segmenter-live: " + named + refusal);
+            EXPECT_TRUE(fs::is_empty(".")) << argument;
         }
     }
     EXPECT_EQ(start("--duration=4").end().status, 2) << "without a folder";

@@ -148,11 +148,12 @@ inline std::vector<std::string> split(const std::string& stream) {
     return packets;
 }
 
-/// `stream` with a timestamp of four bytes in front of each packet.
-inline std::string timed(const std::string& stream) {
+/// `stream` with these bytes before and behind each packet.
+inline std::string spaced(const std::string& stream, const char* before,
+                          const std::string& behind) {
     std::string bytes;
     for (const std::string& packet : split(stream)) {
-        bytes += "TIME" + packet;
+        bytes += before + packet + behind;
     }
     return bytes;
 }

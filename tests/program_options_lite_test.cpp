@@ -58,6 +58,7 @@ std::string help(unsigned columns,
 } // namespace
 
 TEST(StorePair, LooksForLongNamesFirst) {
+    EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "t", "7")); }), "text=7 ");
     EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
     EXPECT_EQ(after([](auto& opts) { EXPECT_FALSE(po::storePair(opts, "-n", "8")); }),
               "Unknown option: `-n' (value:`8')\n");

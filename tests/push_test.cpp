@@ -100,14 +100,12 @@ TEST_F(PushScript, TriesAgainWhereItFailed) {
 
 TEST_F(PushScript, SaysWhatIsMissingAtTheEnd) {
     fs::remove("hls/00000000.0000000001.ts");
-    EXPECT_TRUE(start(0).end().errors.ends_with(
-        "segmenter-push: could not upload 00000000.0000000001.ts, 00000000.0000000002.ts, "
-        "live.m3u8 to http://x/y: segments have gone before they could be uploaded\n"));
+    expectEnd(start(0), 1,
+              "could not upload 00000000.0000000001.ts, 00000000.0000000002.ts, live.m3u8 to "
+              "http://x/y: segments have gone before they could be uploaded\n");
     std::ofstream("vod.m3u8") << "#EXTM3U\n#EXTINF:4,\n1.ts\n";
     for (const std::string name : {"none.m3u8", "vod.m3u8"}) {
-        const Outcome outcome = start(60, name + " http://x/y").end();
-        EXPECT_NE(outcome.errors.find(": ./" + name + " is missing, or not"), std::string::npos);
-        EXPECT_EQ(outcome.status, 1);
+        expectEnd(start(60, name + " http://x/y"), 1, ": ./" + name + " is missing, or not");
     }
 }
 
@@ -116,9 +114,8 @@ TEST_F(PushScript, RefusesArgumentsThatMakeNoSense) {
          {"hls", "hls ''", "hls ftp://x/y", "hls http://name:word@x/y", "hls 'http://x/y?z'"}) {
         EXPECT_EQ(start(0, arguments).end().status, 2) << arguments;
     }
-    const Outcome outcome = Program("env PATH= /bin/bash ../push hls http://x/y").end();
-    EXPECT_EQ(outcome.errors, "segmenter-push: curl is not installed\n");
-    EXPECT_EQ(outcome.status, 1);
+    expectEnd(Program("env PATH= /bin/bash ../push hls http://x/y"), 1,
+              "segmenter-push: curl is not installed\n");
 }
 
 TEST_F(PushScript, WaitsForACurlThatOutlivedTheScriptBefore) {
@@ -127,7 +124,7 @@ TEST_F(PushScript, WaitsForACurlThatOutlivedTheScriptBefore) {
     ASSERT_TRUE(eventually([] { return transfers().ends_with("PUT 2, "); }));
     ::kill(program.process(), SIGKILL);
     EXPECT_EQ(program.end().status, 128 + SIGKILL);
-    EXPECT_TRUE(start(0).end().errors.ends_with(": another process uploads there\n"));
+    expectEnd(start(0), 1, ": another process uploads there\n");
     std::ofstream("../go") << "";
     EXPECT_EQ(start().end().status, 0);
 }
