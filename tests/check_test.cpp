@@ -144,8 +144,8 @@ const CheckRow rows[] = {
       packet({.pid = 0x23, .counter = 9, .adaptation = "\1\x80"}), // marked
       counters(0x23, {10}), counters(0x1FFF, {3, 9})}, // only fills the stream
      "8", {"At least 7 packets got lost", "lost=7+\n"}},
-    {"no duration", good_stream, "9", {"--duration=0 is too short"}, "--window=5 --duration=0"},
-    {"a small window", good_stream, "9", {"--window=4 suits no live stream"}, "--window=4"},
+    {"no duration, and a small window", good_stream, "9",
+     {"--duration=0 is too short", "--window=4 suits no live stream"}, "--window=4 --duration=0"},
     {"no window", good_stream, "none", {"[9] Note: With --window=0"}, ""},
     {"a pause of a second, and a longer one",
      {segment(22500), segment(135000, 1), picture(225000, 1), segment(247500, 1), picture(337501)},
