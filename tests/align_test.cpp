@@ -124,6 +124,9 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"a source of another codec that begins between key frames",
          tables + key(0) + pmtOf({0x24}) + frame(s, "\x02") + other() + frame(2 * s, "\x26"),
          begin + "key" + cut + "frame"},
+        {"a codec that is not known, with a mark at key frames", pat() + pmtOf({0x10}) + video(0) +
+         packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(s)}),
+         begin + "frame"},
         {"a map that is not yet in force",
          tables + key(0) + edited(pmtOf({0x1B}), 5, "\xC0") + other() + key(4 * s),
          begin + "key other" + cut + "key"},

@@ -8,17 +8,8 @@ namespace {
 
 const std::string tables = table() + pat() + pmtOf({0x1B, 0x0F});
 
-/// `count` frames, a quarter of a second apart, the first of which is a key frame.
-std::string picture(std::uint64_t pts, int count = 5) {
-    std::string packets = key(pts % pts_modulus);
-    while (--count > 0) {
-        packets += delta((pts += 22500) % pts_modulus);
-    }
-    return packets;
-}
-
 /// A segment that players can begin with. One of five frames is right for a duration of 1.
-std::string segment(std::uint64_t pts, int count = 5) { return tables + picture(pts, count); }
+std::string segment(std::uint64_t pts, int count = 5) { return tables + frames(pts, count); }
 
 /// Four segments of a second from `dts` on, whose second frame is shown as the last.
 std::string reordered(std::uint64_t dts = 0) {
@@ -68,7 +59,7 @@ const CheckRow rows[] = {
     {"192 bytes a packet", {spaced(good_stream.bytes, "TIME", "")}, "1", {"24 of 24 packets do", cure}},
     {"a byte lost", {good_stream.bytes, other().substr(1), other(30)}, "1",
      {"30 of 54 packets do not begin", cure}},
-    {"no PAT", {times(3, table() + pmtOf({0x1B}) + picture(0))}, "2",
+    {"no PAT", {times(3, table() + pmtOf({0x1B}) + frames(0, 5))}, "2",
      {"No program association table (PAT) came."}},
     {"audio first, and reordered frames",
      {table(), pat(), pmtOf({0x0F, 0x1B}), key(9000, 0x101), key(16200, 0x101), key(12600, 0x101)},
@@ -84,39 +75,39 @@ const CheckRow rows[] = {
      for_gst},
     {"an unknown muxer", good_stream, "3",
      {"--mux_type=2 is not a known muxer", cure}, "--window=5 --mux_type=2"},
-    {"no SDT", {pat(), pmtOf({0x1B}), picture(1), picture(112501)}, "3",
+    {"no SDT", {pat(), pmtOf({0x1B}), frames(1, 5), frames(112501, 5)}, "3",
      {"No packet came on PID 0x11,", cure}},
     {"B-frames", {reordered()}, "4", {"4 of 16 timestamps go back", cure}},
     {"B-frames, aligned", {aligned(reordered())}, "none",
      {"         2          8       1.00   yes   yes     -         yes\n"}, for_gst},
     {"a fall of two seconds, and a longer one",
-     {segment(180000, 1), picture(0, 1), picture(180001, 1), picture(0, 1)}, "4,10",
+     {segment(180000, 1), frames(0, 1), frames(180001, 1), frames(0, 1)}, "4,10",
      {"1 of 4 timestamps go", "restarted in segment 0,", "forward in segment 0, by 2 s", cure}},
     {"the source restarts, aligned", {aligned(reordered(900000) + reordered())}, "4",
      {"restarted in segment 3,", "\n         3          9          -   yes"}, for_gst},
     {"the clock wraps, in segment 0",
-     {segment(pts_modulus - 112500, 4), picture(pts_modulus - 22500, 4), tables,
-      picture(pts_modulus + 67500, 4), segment(pts_modulus + 157500),
+     {segment(pts_modulus - 112500, 4), frames(pts_modulus - 22500, 4), tables,
+      frames(pts_modulus + 67500, 4), segment(pts_modulus + 157500),
       segment(pts_modulus + 270000)}, "none", {"         0         18       3.00   yes"}},
     {"the clock wraps, in segment 1",
      {segment(pts_modulus - 180000), segment(pts_modulus - 67500), segment(pts_modulus + 45000),
       segment(pts_modulus + 157500)}, "none", {"         1         16       2.50   yes"}},
-    {"no more than two durations without a cut", {good_stream.bytes, picture(360000, 4)}, "5",
+    {"no more than two durations without a cut", {good_stream.bytes, frames(360000, 4)}, "5",
      {"Nothing was cut in the last 2.25 s, although --duration is 1.", cure}},
     {"segments without a key frame",
-     {segment(22500, 4), tables, delta(112500), picture(135000, 4), tables, delta(225000),
-      picture(247500, 4), segment(337500)}, "6", {"2 of 3 segments begin without a key", cure}},
+     {segment(22500, 4), tables, delta(112500), frames(135000, 4), tables, delta(225000),
+      frames(247500, 4), segment(337500)}, "6", {"2 of 3 segments begin without a key", cure}},
     {"tables behind the video",
-     {segment(22500), table(), picture(135000), pat(), pmtOf({0x1B, 0x0F}), segment(247500)}, "6",
+     {segment(22500), table(), frames(135000, 5), pat(), pmtOf({0x1B, 0x0F}), segment(247500)}, "6",
      {"1 of 2 segments have no PAT and PMT", cure}},
     {"joined in between", {tables, delta(11250), good_stream.bytes}},
     {"joined long before a key frame",
-     {tables, delta(11250), tables, delta(33750), picture(56250, 4), segment(146250),
+     {tables, delta(11250), tables, delta(33750), frames(56250, 4), segment(146250),
       segment(258750)}, "6", {"1 of 3 segments begin without a key frame", cure}},
     {"tables that come late", {other(300), good_stream.bytes}},
     {"parameters in a PES packet of their own",
      {segment(22500), tables, frame(135000, "\x67~"),
-      frame(135000, "\x65"), picture(157500, 4), segment(247500)}, "none",
+      frame(135000, "\x65"), frames(157500, 4), segment(247500)}, "none",
      {"15 frames of video", "         1          9       1.25   yes   yes   yes         yes"}},
     {"a frame that takes several packets",
      {segment(22500), tables, frame(135000, "\x09"),
@@ -133,7 +124,7 @@ const CheckRow rows[] = {
      "7", {"[7] Segments get longer than 1 s, since no key frame comes nearer", "FFmpeg: -g"}},
     {"a single key frame for two durations", {segment(22500, 10)}, "7", {"Only 1 key frame"}},
     {"a wrong length",
-     {segment(22500), tables, picture(135000, 4), picture(225000, 2), segment(270000)}, "7",
+     {segment(22500), tables, frames(135000, 4), frames(225000, 2), segment(270000)}, "7",
      {"1 of 2 segments last 1.5 s, but the playlist says 1 s", cure}},
     {"packets lost on two PIDs, none on two",
      {good_stream.bytes, counters(0x20, {3, 6}), // two
@@ -148,7 +139,7 @@ const CheckRow rows[] = {
      {"--duration=0 is too short", "--window=4 suits no live stream"}, "--window=4 --duration=0"},
     {"no window", good_stream, "none", {"[9] Note: With --window=0"}, ""},
     {"a pause of a second, and a longer one",
-     {segment(22500), segment(135000, 1), picture(225000, 1), segment(247500, 1), picture(337501)},
+     {segment(22500), segment(135000, 1), frames(225000, 1), segment(247500, 1), frames(337501, 5)},
      "10", {"Timestamps jump forward in segment 2, by 1 s"}},
     {"damaged and scrambled packets",
      {good_stream.bytes, marked(other(), 1, 0x80), marked(other(), 3, 0x40)},
@@ -161,7 +152,7 @@ const CheckRow rows[] = {
      {"[14] Note: Browsers play H.264 and AAC, but not what is on these PIDs: 0x100 HEVC (a few "
       "play it); 0x101 MPEG audio, if not MP3; 0x102 private data: subtitles, or"}},
     {"key frames without parameter sets",
-     {segment(22500), tables, frame(135000, "\x65"), picture(135000), segment(247500)},
+     {segment(22500), tables, frame(135000, "\x65"), frames(135000, 5), segment(247500)},
      "9,15", {"1 of 4 key frames come without parameter sets"}, "--window=4"},
     {"HEVC with parameter sets",
      {table(), pat(), pmtOf({0x24}), frame(1, "\x42\1\0\0\1\x26"s), frame(45001, "\x26")},

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 /// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
 Stream streamOf(std::uint64_t seconds) {
-    std::string packets = pat() + pmtOf({0x10});
+    std::string packets = pat() + pmtOf({0x1B});
     for (std::uint64_t second = 0; second < seconds; ++second) {
         packets += frames(second * 90000);
     }

@@ -132,7 +132,7 @@ struct Live : ProgramTest {
 
 /// A segment of so many frames, four a second, as the segmenter writes it.
 std::string whole(std::uint64_t pts, int count = 4) {
-    return pat() + pmtOf({'\x10'}) + frames(pts, count);
+    return pat() + pmtOf({0x1B}) + frames(pts, count);
 }
 
 } // namespace

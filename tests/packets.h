@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tsinspect/pts.h"
 #include "tsinspect/section_reader.h"
 #include "tsinspect/ts.h"
 
@@ -112,15 +113,6 @@ inline std::string counters(std::uint32_t pid, std::initializer_list<unsigned> v
     return packets;
 }
 
-/// `count` frames, a quarter of a second apart; with the first one decoding can begin.
-inline std::string frames(std::uint64_t pts, int count = 4) {
-    std::string packets = packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(pts)});
-    while (--count > 0) {
-        packets += video(pts += 22500);
-    }
-    return packets;
-}
-
 /// The first packet of a frame with `bytes` behind its PES header, decoded at `dts` if not at
 /// `pts`.
 inline std::string frame(std::uint64_t pts, const std::string& bytes,
@@ -137,6 +129,15 @@ inline std::string key(std::uint64_t pts, std::uint32_t pid = 0x100) {
 }
 inline std::string delta(std::uint64_t pts, std::uint32_t pid = 0x100) {
     return frame(pts, "\x41", {}, pid);
+}
+
+/// A key frame, and others behind it, a quarter of a second apart: `count` frames together.
+inline std::string frames(std::uint64_t pts, int count = 4) {
+    std::string packets = key(pts % pts_modulus);
+    while (--count > 0) {
+        packets += delta((pts += 22500) % pts_modulus);
+    }
+    return packets;
 }
 
 /// The packets of `stream`.
