@@ -102,7 +102,7 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"what comes before the first key frame is left out, and tables in between",
          tables + other() + delta(0) + key(s) + tables + other() + delta(2 * s) + key(5 * s),
          begin + "key other frame" + cut + "key"},
-        {"the upper half of the clock", tables + key((1ULL << 32U) + s) + key((1ULL << 32U) + 5 * s),
+        {"the clock's upper half", tables + key((1ULL << 32U) + s) + key((1ULL << 32U) + 5 * s),
          begin + "key" + late_cut + "key"},
         {"the clock wraps", tables + key(pts_modulus - s) + key(3 * s) + key(7 * s),
          begin + "key" + late_cut + "key" + cut + "key"},

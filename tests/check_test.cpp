@@ -56,7 +56,7 @@ const CheckRow rows[] = {
     {"no packet", {}, "1", {"Not one whole packet arrived"}},
     {"noise", {std::string(3760, 'x'), counters(0x101, {3, 6}), std::string(3760, 'x')}, "1",
      {"40 of 42 packets do not begin", "No transport stream came.", "lost=0\n"}},
-    {"192 bytes a packet", {spaced(good_stream.bytes, "TIME", "")}, "1", {"24 of 24 packets do", cure}},
+    {"m2ts packets", {spaced(good_stream.bytes, "TIME", "")}, "1", {"24 of 24 packets do", cure}},
     {"a byte lost", {good_stream.bytes, other().substr(1), other(30)}, "1",
      {"30 of 54 packets do not begin", cure}},
     {"no PAT", {times(3, table() + pmtOf({0x1B}) + frames(0, 5))}, "2",

@@ -191,11 +191,11 @@ TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
     // clang-format off
     const std::pair<const char*, std::vector<const char*>> rows[] = {
         {": it takes a number, ",
-         {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=", "--listed=2", "--end=2",
-          "--listed=5001", "--timeout=-1"}},
+         {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=", "--listed=2",
+          "--listed=5001", "--end=2", "--timeout=-1"}},
         {": it takes a file name ",
-         {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run", "--playlist_name=",
-          "--playlist_name=1f6a03c2.0000000018.ts"}},
+         {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run",
+          "--playlist_name=", "--playlist_name=1f6a03c2.0000000018.ts"}},
         {": there is no such option;", {"--window=9", "--duration", "--name=x", "-h"}},
         {": it takes one folder.", {"two", "''"}},
     };

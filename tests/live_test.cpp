@@ -185,10 +185,11 @@ TEST_F(Live, PublishesWhatARunLeftAsTheRowsSay) {
          {{whole(0, 2) + frames(9000000, 3)}, {whole(9067500)}}, "0/0 1 s: 1.250 | 1.000"},
         {"frames that are shown before others", {{pat(), pmtOf({0x1B}), key(90000),
          frame(157500, "\x41", 90000), delta(112500), delta(135000)}}, "0/0 1 s: 1.000"},
-        {"one is cut to whole packets, and at the zeros that a power failure left", {{whole(0), "x"},
-         {whole(90000, 2), std::string(940, '\0'), frames(135000, 2)}}, "0/0 1 s: 1.000 0.500"},
+        {"one is cut to whole packets, and at the zeros that a power failure left",
+         {{whole(0), "x"}, {whole(90000, 2), std::string(940, '\0'), frames(135000, 2)}},
+         "0/0 1 s: 1.000 0.500"},
         {"nothing is published of zeros alone, of packets without a frame, of what is too long",
-         {{std::string(940, '\0')}, {pat(), other(3)}, {whole(0)}, {whole(90000, 60)}, {whole(1440000)}},
+         {{std::string(940, '\0')}, {other(3)}, {whole(0)}, {whole(90000, 60)}, {whole(1440000)}},
          "0/0 1 s: 1.000 | 1.000"},
     };
     // clang-format on

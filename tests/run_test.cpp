@@ -60,7 +60,8 @@ const RunRow rows[] = {
      .input = {video(1), table(), video(900000), table(), other(400), // more than is read at once
                video(900000), table()},
      .outcome = {.output = "File open error! \n", .marker = "/www/hls_vod/vid.0000000001.ts\n",
-                 .files = {{"vid.0000000000.ts", {video(1)}}, {"live.m3u8", playlist("two segments")}}}},
+                 .files = {{"vid.0000000000.ts", {video(1)}},
+                           {"live.m3u8", playlist("two segments")}}}},
     {.name = "a playlist that cannot be written completely does not replace the old one",
      .before = [] { std::ofstream("live.m3u8") << "the old one";
                     fs::create_symlink("/dev/full", "live.m3u8.tmp"); },
@@ -73,7 +74,8 @@ const RunRow rows[] = {
      .arguments = "--unknown --window=1 3<>pipe >pipe 2>pipe 3<&-",
      .input = {video(1), table()},
      .outcome = {.marker = "/www/hls_vod/vid.0000000001.ts\n",
-                 .files = {{"vid.0000000000.ts", {video(1)}}, {"live.m3u8", playlist("two segments")}}}},
+                 .files = {{"vid.0000000000.ts", {video(1)}},
+                           {"live.m3u8", playlist("two segments")}}}},
     {.name = "the help text ends a run before anything is written, but the marker is removed",
      .arguments = "--help",
      .input = {table()},
