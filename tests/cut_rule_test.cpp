@@ -72,8 +72,7 @@ TEST(CutRule, CutsAsTheRowsSay) {
             CutRule rule(row.settings);
             std::vector<Stream> segments;
             for (const Stream& segment : row.segments) {
-                for (std::size_t at = 0; at < segment.bytes.size(); at += packet_size) {
-                    std::string packet = segment.bytes.substr(at, packet_size);
+                for (std::string& packet : split(segment.bytes)) {
                     if (rule.beginsSegment(packet.data())) {
                         segments.push_back({});
                     }

@@ -2,7 +2,6 @@
 #include "tests/program.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -17,7 +16,7 @@ namespace fs = std::filesystem;
 
 /// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
 Stream streamOf(std::uint64_t seconds) {
-    std::string packets = pat() + pmtOf({'\x10'});
+    std::string packets = pat() + pmtOf({0x1B});
     for (std::uint64_t second = 0; second < seconds; ++second) {
         packets += frames(second * 90000);
     }
@@ -65,27 +64,33 @@ struct LiveProgram : ProgramTest {
             [&] { return readFile("/proc/" + pid + "/stat").find(") Z ") != std::string::npos; });
     }
 
-    /// Publishes `seconds` seconds in a folder.
-    static Outcome publish(const std::string& folder, std::uint64_t seconds) {
+    /// A run to which `seconds` seconds of a stream came for a folder.
+    static Program publish(const std::string& folder, std::uint64_t seconds) {
         const Program program = start('"' + folder + "\" --duration=1 --listed=100");
         program.write(streamOf(seconds));
-        return program.end();
+        return program;
     }
 };
 
-TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyName) {
-    fs::create_directory("linked");
+TEST_F(LiveProgram, GoesOnWithTheStreamInFoldersOfAnyNameAndTouchesNothingElse) {
+    fs::create_directories("linked/.run/folder");
     fs::create_directory_symlink("linked", "link");
-    for (const std::string name : {"./-new/two '%s*' words/", "link"}) {
+    for (const char* name : {"link/.run/vid.0000000007.ts", "link/film.ts"}) {
+        std::ofstream(name) << streamOf(1).bytes;
+    }
+    for (const auto& [name, list] :
+         {std::pair("./-new/two '%s*' words/", "xxxx xxx"), {"link", "x xxxx xxx"}}) {
         for (const std::uint64_t seconds : {4U, 3U}) {
-            const Outcome outcome = publish(name, seconds);
+            const Outcome outcome = publish(name, seconds).end();
             EXPECT_EQ(outcome.status, 0);
             EXPECT_EQ(outcome.errors.find("segmenter-live:"), std::string::npos) << outcome.errors;
             EXPECT_TRUE(outcome.marker.ends_with(std::to_string(seconds - 1) + ".ts\n"));
         }
-        EXPECT_EQ(listed(name), "xxxx xxx");
+        EXPECT_EQ(listed(name), list);
     }
     EXPECT_EQ(fs::status("link/.run").permissions(), fs::perms::owner_all);
+    EXPECT_FALSE(fs::exists("link/.run/folder"));
+    EXPECT_EQ(readFile("link/film.ts"), streamOf(1).bytes);
 }
 
 TEST_F(LiveProgram, EndsCleanlyOnSignals) {
@@ -115,43 +120,25 @@ TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
     const Program program = runOfThree();
     ::kill(std::stoi(readFile("../segmenter")), SIGKILL);
     EXPECT_TRUE(eventually([] { return listed() == "xxx"; }));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.errors.find("The segmenter has ended before the stream."), std::string::npos);
-
+    expectEnd(program, 1, "The segmenter has ended before the stream.\n");
     std::ofstream("../bin/segmenter") << "#!/bin/sh\n"; // one that ends by itself
     const Program other = start("www");
     EXPECT_TRUE(endsByItself(other));
-    EXPECT_TRUE(other.end().errors.ends_with("The segmenter has ended before the stream.\n"));
+    expectEnd(other, 1, "The segmenter has ended before the stream.\n");
 }
 
-TEST_F(LiveProgram, EndsOnASignalWhileItWaitsForAnotherRun) {
-    fs::create_directory("www");
-    const int lock = ::open("www", O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(::flock(lock, LOCK_EX), 0);
-    const Program program = start("www");
-    const auto isOpen = [](const auto& file) {
-        std::error_code error;
-        return fs::equivalent(file.path(), "www", error);
-    };
-    const std::string files = "/proc/" + std::to_string(program.process()) + "/fd";
-    EXPECT_TRUE(eventually([&] { return std::any_of(fs::directory_iterator(files), {}, isOpen); }));
-    ::kill(program.process(), SIGTERM);
-    const Outcome outcome = program.end();
-    ::close(lock);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(
-        outcome.errors.ends_with("in use by another segmenter-live, or by its segmenter.\n"));
-}
-
-TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
+TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
     const Program before = runOfThree();
     const int stopped = std::stoi(readFile("../segmenter"));
     ::kill(stopped, SIGSTOP);
     ::kill(before.process(), SIGKILL);
-    const Program next = start("www --duration=1 --listed=100");
-    next.write(streamOf(3));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    fs::permissions("www/.run", fs::perms(0755));
+    const Program given_up = start("www");
+    EXPECT_TRUE(eventually([] { return fs::status("www/.run").permissions() == fs::perms(0700); }));
+    ::kill(given_up.process(), SIGTERM);
+    expectEnd(given_up, 1, "in use by another segmenter-live, or by its segmenter.\n");
+    const Program next = publish("www", 3);
+    std::this_thread::sleep_for(200ms);
     EXPECT_EQ(listed(), "xx");
     ::kill(stopped, SIGCONT);
     EXPECT_TRUE(eventually([] { return listed() == "xxx xx"; }));
@@ -160,30 +147,14 @@ TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfIt) {
     EXPECT_EQ(before.end().status, 128 + SIGKILL);
 }
 
-TEST_F(LiveProgram, PublishesFirstWhatACrashLeftAndTouchesNothingElse) {
-    fs::create_directories("www/.run/folder");
-    fs::create_directory("www/2024");
-    for (const char* name : {"www/.run/vid.0000000007.ts", "www/2024/film.ts", "www/film.ts"}) {
-        std::ofstream(name) << streamOf(1).bytes;
-    }
-    EXPECT_EQ(publish("www", 3).status, 0);
-    EXPECT_EQ(listed(), "x xxx");
-    EXPECT_EQ(readFile("www/2024/film.ts"), streamOf(1).bytes);
-    EXPECT_EQ(readFile("www/film.ts"), streamOf(1).bytes);
-    EXPECT_FALSE(fs::exists("www/.run/folder"));
-}
-
 TEST_F(LiveProgram, EndsWhenNoPacketComes) {
     const Program program = runOfThree("--timeout=1 --end=1");
     EXPECT_TRUE(endsByItself(program));
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.errors.ends_with("No packet of the stream came for 1 s.\n"));
+    expectEnd(program, 1, "No packet of the stream came for 1 s.\n");
     EXPECT_EQ(listed(), "xxx");
-
     const Program other = start("www");
     other.write({"no stream at all"});
-    EXPECT_TRUE(other.end().errors.ends_with("segmenter-live: No transport stream came.\n"));
+    expectEnd(other, 0, "segmenter-live: No transport stream came.\n");
 }
 
 TEST_F(LiveProgram, WaitsForNoReader) {
@@ -196,8 +167,7 @@ TEST_F(LiveProgram, WaitsForNoReader) {
     EXPECT_EQ(program.end().status, 0);
     EXPECT_EQ(listed(), "xxxx");
     ::close(unread);
-    const Program closed = start("www --duration=1 <&- >&- 2>&-");
-    EXPECT_EQ(closed.end().status, 0);
+    EXPECT_EQ(start("www --duration=1 <&- >&- 2>&-").end().status, 0);
 }
 
 TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
@@ -214,9 +184,7 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
           {"linked", "linked/.run cannot be used: "},
           {"unreadable", "unreadable/live.m3u8 cannot be used: "},
           {"torn", "torn/live.m3u8 is not a playlist of this program: a new stream takes its"}}) {
-        const Outcome outcome = publish(folder, 2);
-        EXPECT_EQ(outcome.status, folder == "torn"s ? 0 : 1) << folder;
-        EXPECT_NE(outcome.errors.find(warning), std::string::npos) << outcome.errors;
+        expectEnd(publish(folder, 2), folder == "torn"s ? 0 : 1, warning);
     }
     EXPECT_TRUE(fs::is_empty("linked/elsewhere"));
     EXPECT_EQ(listed("torn"), "xx");
@@ -225,22 +193,21 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
 TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
     // clang-format off
     const std::pair<const char*, std::vector<const char*>> rows[] = {
-        {": it takes a number, ", {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=",
-                                   "--listed=2", "--listed=5001", "--end=2", "--timeout=-1"}},
-        {": it takes a file name ", {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run",
-                                     "--playlist_name=", "--playlist_name=1f6a03c2.0000000018.ts"}},
+        {": it takes a number, ",
+         {"--duration=0", "--duration=3601", "--duration=4.04", "--duration=", "--listed=2",
+          "--listed=5001", "--end=2", "--timeout=-1"}},
+        {": it takes a file name ",
+         {"--playlist_name=../a", "--playlist_name=a..b", "--playlist_name=.run",
+          "--playlist_name=", "--playlist_name=1f6a03c2.0000000018.ts"}},
         {": there is no such option;", {"--window=9", "--duration", "--name=x", "-h"}},
         {": it takes one folder.", {"two", "''"}},
     };
     // clang-format on
     for (const auto& [refusal, arguments] : rows) {
         for (const std::string argument : arguments) {
-            const Outcome outcome = start("www " + argument).end();
-            EXPECT_EQ(outcome.status, 2) << argument;
-            EXPECT_EQ(outcome.errors.find(refusal),
-                      "segmenter-live: "s.size() + (argument == "''" ? 0 : argument.size()))
-                << outcome.errors;
-            EXPECT_TRUE(outcome.files.empty()) << argument;
+            const std::string named = argument == "''" ? "" : argument;
+            expectEnd(start("www " + argument), 2, "segmenter-live: " + named + refusal);
+            EXPECT_TRUE(fs::is_empty(".")) << argument;
         }
     }
     EXPECT_EQ(start("--duration=4").end().status, 2) << "without a folder";

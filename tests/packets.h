@@ -1,17 +1,29 @@
 #pragma once
 
+#include "tsinspect/pts.h"
 #include "tsinspect/section_reader.h"
 #include "tsinspect/ts.h"
 
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 // Packets in words, for the streams of measurements and tests.
+
+using namespace std::string_literals;
+
+/// The low eight bits of each value.
+inline std::string bytesOf(std::initializer_list<std::uint64_t> values) {
+    std::string bytes;
+    for (const std::uint64_t value : values) {
+        bytes += static_cast<char>(value & 0xFFU);
+    }
+    return bytes;
+}
 
 /// What is particular about a packet.
 struct PacketFields {
@@ -25,10 +37,9 @@ struct PacketFields {
 inline std::string packet(const PacketFields& fields) {
     const unsigned control =
         (fields.adaptation.empty() ? 0U : 0x20U) | (fields.counter ? 0x10U : 0U);
-    const unsigned header[] = {0x47, (fields.unit_start ? 0x40U : 0U) | fields.pid >> 8U,
-                               fields.pid & 0xFFU, control | fields.counter.value_or(0)};
-    std::string bytes(std::begin(header), std::end(header));
-    bytes += fields.adaptation + fields.payload;
+    std::string bytes = bytesOf({0x47, (fields.unit_start ? 0x40U : 0U) | fields.pid >> 8U,
+                                 fields.pid, control | fields.counter.value_or(0)}) +
+                        fields.adaptation + fields.payload;
     bytes.resize(packet_size, '\xFF');
     return bytes;
 }
@@ -44,11 +55,8 @@ inline std::string times(int count, const std::string& packets) {
 
 /// The first 14 bytes of a video PES packet with the timestamp `pts`.
 inline std::string pesHeader(std::uint64_t pts) {
-    const std::uint64_t timestamp[] = {(pts >> 29U & 0x0EU) | 0x21U, pts >> 22U & 0xFFU,
-                                       (pts >> 14U & 0xFFU) | 1U, pts >> 7U & 0xFFU,
-                                       (pts << 1U & 0xFFU) | 1U};
-    return std::string("\0\0\1\xE0\0\0\x80\x80\5", 9) +
-           std::string(std::begin(timestamp), std::end(timestamp));
+    return "\0\0\1\xE0\0\0\x80\x80\5"s + bytesOf({(pts >> 29U & 0x0EU) | 0x21U, pts >> 22U,
+                                                  pts >> 14U | 1U, pts >> 7U, pts << 1U | 1U});
 }
 
 /// A table packet of FFmpeg with which a segment may begin.
@@ -63,48 +71,37 @@ inline std::string video(std::uint64_t pts, std::uint32_t pid = 0x100) {
 inline std::string other(int count = 1) { return times(count, packet({})); }
 
 /// `bytes` and their checksum: a section of a table.
-inline std::string section(std::string bytes) {
+inline std::string section(const std::string& bytes) {
     const std::uint32_t crc =
         sectionChecksum(std::vector<unsigned char>(bytes.begin(), bytes.end()));
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(crc >> shift & 0xFFU);
-    }
-    return bytes;
+    return bytes + bytesOf({crc >> 24U, crc >> 16U, crc >> 8U, crc});
 }
 
 /// A program association table; each program is named by its number and the PID of its map.
-inline std::string patOf(std::initializer_list<std::pair<int, std::uint32_t>> programs) {
-    using namespace std::string_literals;
+inline std::string patOf(std::initializer_list<std::pair<unsigned, std::uint32_t>> programs) {
     std::string entries;
     for (const auto& [number, pid] : programs) {
-        const unsigned bytes[] = {0, static_cast<unsigned>(number), 0xE0U | pid >> 8U, pid & 0xFFU};
-        entries.append(std::begin(bytes), std::end(bytes));
+        entries += bytesOf({0, number, 0xE0U | pid >> 8U, pid});
     }
-    const auto length = static_cast<char>(9 + entries.size());
-    return packet(
-        {.pid = 0, .payload = "\0"s + section("\0\xB0"s + length + "\0\1\xC1\0\0"s + entries)});
+    return packet({.pid = 0,
+                   .payload = "\0"s + section("\0\xB0"s + bytesOf({9 + entries.size()}) +
+                                              "\0\1\xC1\0\0"s + entries)});
 }
 
 /// That of one program, whose map is on PID 0x1000.
 inline std::string pat() { return patOf({{1, 0x1000}}); }
 
 /// A program map table of streams of these types, on PID `first` and those after it.
-inline std::string pmtOf(std::initializer_list<char> types, std::uint32_t pid = 0x1000,
-                         std::uint32_t first = 0x100, int number = 1) {
-    using namespace std::string_literals;
-    const auto pidBytes = [](std::uint32_t value) {
-        return std::string{static_cast<char>(0xE0U | value >> 8U),
-                           static_cast<char>(value & 0xFFU)};
-    };
+inline std::string pmtOf(std::initializer_list<unsigned char> types, std::uint32_t pid = 0x1000,
+                         std::uint32_t first = 0x100, unsigned number = 1) {
     std::string streams;
-    for (std::uint32_t stream = first; const char type : types) {
-        streams += type + pidBytes(stream++) + "\xF0\0"s;
+    for (std::uint32_t stream = first; const unsigned char type : types) {
+        streams += bytesOf({type, 0xE0U | stream >> 8U, stream, 0xF0U, 0U});
+        ++stream;
     }
-    const auto length = static_cast<char>(13 + streams.size());
-    return packet(
-        {.pid = pid,
-         .payload = "\0"s + section("\2\xB0"s + length + "\0"s + static_cast<char>(number) +
-                                    "\xC1\0\0"s + pidBytes(first) + "\xF0\0"s + streams)});
+    const std::string head = bytesOf({2U, 0xB0U, 13 + streams.size(), 0U, number, 0xC1U, 0U, 0U,
+                                      0xE0U | first >> 8U, first, 0xF0U, 0U});
+    return packet({.pid = pid, .payload = "\0"s + section(head + streams)});
 }
 
 /// Packets with these continuity counters.
@@ -116,31 +113,54 @@ inline std::string counters(std::uint32_t pid, std::initializer_list<unsigned> v
     return packets;
 }
 
-/// `count` frames, `step` ticks apart; with the first one decoding can begin.
-inline std::string frames(std::uint64_t pts, int count = 4, std::uint64_t step = 22500) {
-    std::string packets = packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(pts)});
-    while (--count > 0) {
-        packets += video(pts += step);
-    }
-    return packets;
-}
-
-/// The first packet of a frame, shown and decoded at these times, with `bytes` behind its PES
-/// header.
-inline std::string frame(std::uint64_t pts, std::uint64_t dts, const std::string& bytes,
-                         std::uint32_t pid = 0x100) {
-    std::string header = pesHeader(pts);
-    header[7] = '\xC0';
-    header[8] = 10;
-    return packet({.pid = pid, .payload = header + pesHeader(dts).substr(9) + bytes});
+/// The first packet of a frame with `bytes` behind its PES header, decoded at `dts` if not at
+/// `pts`.
+inline std::string frame(std::uint64_t pts, const std::string& bytes,
+                         std::optional<std::uint64_t> dts = {}, std::uint32_t pid = 0x100) {
+    std::string header = pesHeader(pts) + (dts ? pesHeader(*dts).substr(9) : "");
+    header[7] = dts ? '\xC0' : '\x80';
+    header[8] = dts ? 10 : 5;
+    return packet({.pid = pid, .payload = header + "\0\0\1"s + bytes});
 }
 
 /// A key frame of H.264 with its parameter set, and another frame.
 inline std::string key(std::uint64_t pts, std::uint32_t pid = 0x100) {
-    using namespace std::string_literals;
-    return frame(pts, pts, "\0\0\1\x67\0\0\1\x65"s, pid);
+    return frame(pts, "\x67\0\0\1\x65"s, {}, pid);
 }
 inline std::string delta(std::uint64_t pts, std::uint32_t pid = 0x100) {
-    using namespace std::string_literals;
-    return frame(pts, pts, "\0\0\1\x41"s, pid);
+    return frame(pts, "\x41", {}, pid);
+}
+
+/// A key frame, and others behind it, a quarter of a second apart: `count` frames together.
+inline std::string frames(std::uint64_t pts, int count = 4) {
+    std::string packets = key(pts % pts_modulus);
+    while (--count > 0) {
+        packets += delta((pts += 22500) % pts_modulus);
+    }
+    return packets;
+}
+
+/// The packets of `stream`.
+inline std::vector<std::string> split(const std::string& stream) {
+    std::vector<std::string> packets;
+    for (std::size_t at = 0; at < stream.size(); at += packet_size) {
+        packets.push_back(stream.substr(at, packet_size));
+    }
+    return packets;
+}
+
+/// `stream` with these bytes before and behind each packet.
+inline std::string spaced(const std::string& stream, const char* before,
+                          const std::string& behind) {
+    std::string bytes;
+    for (const std::string& packet : split(stream)) {
+        bytes += before + packet + behind;
+    }
+    return bytes;
+}
+
+inline TS headerOf(const std::string& packet) {
+    TS header;
+    std::memcpy(&header, packet.data(), sizeof header);
+    return header;
 }

@@ -107,3 +107,10 @@ private:
     int number = ++started;
     std::FILE* input = nullptr;
 };
+
+/// Ends the input of `program`: it ends with this status, and with `message` among its errors.
+inline void expectEnd(const Program& program, int status, const std::string& message) {
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, status) << message;
+    EXPECT_NE(outcome.errors.find(message), std::string::npos) << message << '\n' << outcome.errors;
+}

@@ -58,8 +58,8 @@ std::string help(unsigned columns,
 } // namespace
 
 TEST(StorePair, LooksForLongNamesFirst) {
-    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
     EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "t", "7")); }), "text=7 ");
+    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
     EXPECT_EQ(after([](auto& opts) { EXPECT_FALSE(po::storePair(opts, "-n", "8")); }),
               "Unknown option: `-n' (value:`8')\n");
 }
@@ -84,10 +84,8 @@ TEST(CommandLine, GivesOptionsTheirValues) {
 TEST(ConfigFile, GivesOptionsTheirValues) {
     EXPECT_EQ(afterLines("  number :\t10   # seconds\r"), "number=10 ") << "blanks, a comment";
     EXPECT_EQ(afterLines("text:  a \t b\t\r\n"), "text=a \t b ") << "blanks inside a value";
-    EXPECT_EQ(afterLines("number:8\nnumber:9"), "number=9 ") << "the last value counts";
     EXPECT_EQ(afterLines("text: a#b #: c"), "text=a#b ") << "a # in a word";
-    EXPECT_EQ(afterLines("text: a: b\n"), "text=a: b ") << "all behind the first colon";
-    EXPECT_EQ(afterLines("text::x"), "text=:x ") << "also another colon";
+    EXPECT_EQ(afterLines("text::a: b"), "text=:a: b ") << "all behind the first colon";
     EXPECT_EQ(afterLines("text: # none\ntext:\r\ntext:"), "") << "without value";
     EXPECT_EQ(afterLines("text\ntext a b\n#text: a\n #\n:\n: a\n\n"), "") << "no setting";
     EXPECT_EQ(afterLines("t: a"), "Unknown option: `t' (value:`a')\n") << "a short name";

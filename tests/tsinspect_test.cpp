@@ -9,12 +9,6 @@
 
 namespace {
 
-TS headerOf(const std::string& packet) {
-    TS header;
-    std::memcpy(&header, packet.data(), sizeof header);
-    return header;
-}
-
 /// What `record`, filled with `bytes`, and the number 17 behind it look like.
 template <typename Record>
 std::string dump(std::string_view bytes, Record record) {

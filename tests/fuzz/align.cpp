@@ -1,31 +1,22 @@
 #include "align/aligner.h"
+#include "tests/packets.h"
 
 #include <cstdlib>
-#include <vector>
-
-namespace {
 
 /// Gives the sections that begin behind a packet's header, and end in it, the right checksum: no
 /// chance would.
-void setChecksums(std::string& stream) {
-    constexpr std::size_t section_at = 5;
-    for (std::size_t at = 0; at + packet_size <= stream.size(); at += packet_size) {
-        std::vector<unsigned char> bytes(&stream[at + section_at], &stream[at] + packet_size);
-        const std::size_t size = 3U + ((bytes[1] & 0x0FU) << 8U | bytes[2]);
-        if (stream[at + section_at - 1] != 0 || (bytes[0] & ~2U) != 0 || size < 3 + crc_size ||
-            size > bytes.size()) {
-            continue;
-        }
-        bytes.resize(size - crc_size);
-        const std::uint32_t crc = sectionChecksum(bytes);
-        for (std::size_t byte = 0; byte < crc_size; ++byte) {
-            stream[at + section_at + bytes.size() + byte] =
-                static_cast<char>(crc >> (24 - 8 * byte));
+static void setChecksums(std::string& stream) {
+    for (std::size_t at = 5; at + packet_size - 5 <= stream.size(); at += packet_size) {
+        const auto byte = [&](std::size_t offset) {
+            return static_cast<unsigned char>(stream[at + offset]);
+        };
+        const std::size_t size = 3U + ((byte(1) & 0x0FU) << 8U | byte(2));
+        if (stream[at - 1] == 0 && (byte(0) & ~2U) == 0 && size >= 3 + crc_size &&
+            size <= packet_size - 5) {
+            stream.replace(at, size, section(stream.substr(at, size - crc_size)));
         }
     }
 }
-
-} // namespace
 
 /// Aligns any bytes, whose tables have right checksums, in two pieces. What comes out must be whole
 /// packets, and few more than went in.
