@@ -33,18 +33,30 @@ Event awaitInput(bool is_held, int output) {
                                    : Event::none;
 }
 
+/// Takes what has come. Returns false at the end of the input.
+bool takeInput(Input& input, Aligner& aligner) {
+    std::array<char, 65536> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): it is filled
+    const auto count = input.read(buffer);
+    if (count) {
+        aligner.take(std::span(buffer).first(*count));
+        return *count > 0;
+    }
+    return true;
+}
+
+/// Says why nothing is passed on, if that is not what was `told` last.
+void tellMissing(const Aligner& aligner, const Aligner::MessageSink& warn, std::string& told) {
+    if (const std::string missing = aligner.missing(); !missing.empty() && missing != told) {
+        warn(told = missing);
+    }
+}
+
 } // namespace
 
 StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner::MessageSink& warn,
                       std::int32_t timeout, const std::function<bool()>& isHeld) {
     constexpr seconds patience(10); // until it is said why nothing is passed on
-    std::array<char, 65536> buffer{};
     std::string told;
-    const auto tellMissing = [&] {
-        if (const std::string missing = aligner.missing(); !missing.empty() && missing != told) {
-            warn(told = missing);
-        }
-    };
     std::optional<StreamEnd> end;
     int error = 0;
     auto last_input = steady_clock::now();
@@ -52,14 +64,12 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
         const bool is_held = !hasSignalEndedInput() && isHeld();
         const Event event = awaitInput(is_held, output);
         const auto now = steady_clock::now();
-        if (event == Event::input) {
-            if (const auto count = input.read(buffer)) {
-                aligner.take(std::span(buffer).first(*count));
-                end = *count == 0 ? std::optional(StreamEnd::input) : std::nullopt;
-            }
-        } else if (event == Event::no_reader) {
+        if (event == Event::no_reader) {
             end = StreamEnd::no_reader;
-        } else if (timeout > 0 && !is_held && now - last_input >= seconds(timeout)) {
+        } else if (event == Event::input && !takeInput(input, aligner)) {
+            end = StreamEnd::input;
+        } else if (event == Event::none && timeout > 0 && !is_held &&
+                   now - last_input >= seconds(timeout)) {
             warn("No packet of the stream came for " + std::to_string(timeout) + " s.");
             end = StreamEnd::silence;
         }
@@ -74,10 +84,10 @@ StreamEnd alignStream(Input& input, Aligner& aligner, int output, const Aligner:
         last_input = is_held || event == Event::input ? steady_clock::now() : last_input;
         last_output = aligner.missing().empty() ? now : last_output;
         if (now - last_output >= patience) {
-            tellMissing();
+            tellMissing(aligner, warn, told);
         }
     }
-    tellMissing();
+    tellMissing(aligner, warn, told);
     if (end == StreamEnd::failure) {
         warn(std::string("The output cannot be written: ") + std::strerror(error) + '.');
     }
