@@ -219,6 +219,8 @@ TEST(Aligner, GivesItsTablesCountersAndVersionsThatGoOn) {
         counters[word(packet)] += std::to_string(packet[3] & 0x0F);
         versions += word(packet) == "PMT" ? std::to_string(packet[10] >> 1 & 0x1F) : "";
     }
+    EXPECT_NE(output.find("G\x40\x40\x20\xB7\2\xE"s + pesHeader(4 * s) + "\xFF"),
+              std::string::npos);
     EXPECT_EQ(counters["PAT"], "0123");
     EXPECT_EQ(counters["PMT"], "0123");
     EXPECT_EQ(versions, "0111");
@@ -297,7 +299,7 @@ TEST(FrameReader, KnowsKeyFramesByTheirBytes) {
         {"H.264: one in a picture of I slices only", Codec::h264, "\x67~\0\0\1\x41\x88"s, true},
         {"H.264: an I slice alone", Codec::h264, "\x41\xB0", false},
         {"H.264: a P slice behind parameters", Codec::h264, "\x67~\0\0\1\x41\xE0"s, false},
-        {"HEVC: an IDR slice", Codec::hevc, "\x46\1\0\0\1\x26"s, true},
+        {"HEVC: the first kind of IRAP", Codec::hevc, "\x46\1\0\0\1\x26"s, true},
         {"HEVC: the last kind of IRAP", Codec::hevc, "\x2E", true},
         {"HEVC: a trailing picture", Codec::hevc, "\x02", false},
         {"HEVC: parameters and no picture", Codec::hevc, "\x42", false},
