@@ -128,7 +128,7 @@ inline std::string key(std::uint64_t pts, std::uint32_t pid = 0x100) {
     return frame(pts, "\x67\0\0\1\x65"s, {}, pid);
 }
 inline std::string delta(std::uint64_t pts, std::uint32_t pid = 0x100) {
-    return frame(pts, "\x41", {}, pid);
+    return frame(pts, bytesOf({0x41}), {}, pid);
 }
 
 /// A key frame, and others behind it, a quarter of a second apart: `count` frames together.
@@ -154,7 +154,7 @@ inline std::string spaced(const std::string& stream, const char* before,
                           const std::string& behind) {
     std::string bytes;
     for (const std::string& packet : split(stream)) {
-        bytes += before + packet + behind;
+        bytes.append(before).append(packet).append(behind);
     }
     return bytes;
 }
