@@ -1,7 +1,7 @@
 #include "align/aligner.h"
-#include "live/files.h"
 #include "live/run.h"
 #include "playlist/segment_name.h"
+#include "process/files.h"
 #include "tsinspect/pts.h"
 #include "tsinspect/ts.h"
 

@@ -1,6 +1,6 @@
-#include "live/files.h"
 #include "live/publisher.h"
 #include "live/run.h"
+#include "process/files.h"
 #include "process/input.h"
 #include "process/messages.h"
 #include "process/signals.h"

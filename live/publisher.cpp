@@ -1,6 +1,6 @@
 #include "live/publisher.h"
 
-#include "live/files.h"
+#include "process/files.h"
 #include "tsinspect/pts.h"
 
 #include <unistd.h>

@@ -1,7 +1,7 @@
-#include "live/files.h"
 #include "live/publisher.h"
 #include "live/run.h"
 #include "playlist/segment_name.h"
+#include "process/files.h"
 #include "tests/program.h"
 #include "tsinspect/pts.h"
 

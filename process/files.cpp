@@ -1,4 +1,4 @@
-#include "live/files.h"
+#include "process/files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
