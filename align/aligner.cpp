@@ -1,7 +1,6 @@
 #include "align/aligner.h"
 
 #include "align/clock_packet.h"
-#include "tsinspect/pts.h"
 
 #include <algorithm>
 #include <cstring>
@@ -219,8 +218,7 @@ bool Aligner::beginsSegment(bool is_key_frame) {
         }
         return is_break || elapsed >= wanted - early;
     }
-    const std::int64_t longest = std::min(10 * wanted, 60 * second);
-    if (since_key_frame < longest || (!is_waiting && elapsed < wanted)) {
+    if (since_key_frame < longestWait(duration) || (!is_waiting && elapsed < wanted)) {
         return false;
     }
     tellOnce(told_forced, "No key frame came for " + seconds(since_key_frame) +

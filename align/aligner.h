@@ -6,7 +6,9 @@
 #include "align/segment_timer.h"
 #include "tsinspect/frame_reader.h"
 #include "tsinspect/packet_finder.h"
+#include "tsinspect/pts.h"
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <cstddef>
@@ -15,6 +17,15 @@
 #include <span>
 #include <string>
 #include <vector>
+
+/// The longest that segments can be asked to last, in seconds.
+inline constexpr std::int32_t longest_duration = 3600;
+
+/// How long segments of `duration` seconds wait for a key frame before any frame begins them, in
+/// 90 kHz ticks.
+constexpr std::int64_t longestWait(std::int32_t duration) {
+    return std::min<std::int64_t>(std::int64_t{10} * duration, 60) * ticks_per_second;
+}
 
 /// A segment that has ended, as viewers will find it. Times are in 90 kHz ticks.
 struct AlignedSegment {
@@ -38,7 +49,7 @@ public:
     /// Gets a sentence, without a line feed, for what an operator must know, once each.
     using MessageSink = std::function<void(const std::string&)>;
 
-    /// Segments are to last `duration` seconds, 1 to 3600.
+    /// Segments are to last `duration` seconds, 1 to longest_duration.
     Aligner(std::int32_t duration, SegmentSink on_segment, MessageSink on_message);
 
     /// Takes the stream's next bytes, any number of them. What is to be passed on is added to

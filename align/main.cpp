@@ -24,7 +24,6 @@ constexpr std::string_view usage =
 /// The duration that the arguments give; nothing where they make no sense.
 std::optional<std::int32_t> durationIn(int argc, char** argv) {
     constexpr std::string_view option = "--duration=";
-    constexpr std::int32_t longest = 3600;
     std::int32_t duration = default_duration;
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
@@ -32,7 +31,7 @@ std::optional<std::int32_t> durationIn(int argc, char** argv) {
         const char* end = number.data() + number.size();
         const auto [last, error] = std::from_chars(number.data(), end, duration);
         if (!argument.starts_with(option) || last != end || error != std::errc() || duration < 1 ||
-            duration > longest) {
+            duration > longest_duration) {
             std::cerr << "segmenter-align: " << argument << " is not --duration=1 to 3600.\n";
             return std::nullopt;
         }

@@ -8,17 +8,6 @@
 #include <cstdlib>
 #include <iostream>
 
-namespace {
-
-/// The first packet of a frame of H.264: a key frame, or another one.
-std::string frame(std::uint64_t pts, bool is_key) {
-    using namespace std::string_literals;
-    return packet(
-        {.pid = 0x100, .payload = pesHeader(pts) + (is_key ? "\0\0\1\x65"s : "\0\0\1\x41"s)});
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
     if (argc < 2) {
         return EXIT_FAILURE;
@@ -28,8 +17,8 @@ int main(int argc, char** argv) {
     std::uint64_t pts = 0;
     for (int segment = std::stoi(argv[1]); segment > 0; --segment) {
         pts += ticks_per_second;
-        std::cout << (is_live ? frame(pts % pts_modulus, true) +
-                                    frame((pts + ticks_per_second / 2) % pts_modulus, false)
+        std::cout << (is_live ? key(pts % pts_modulus) +
+                                    delta((pts + ticks_per_second / 2) % pts_modulus)
                               : table() + video(pts));
     }
 }

@@ -9,7 +9,7 @@
 StreamReader::StreamReader(Options& settings, std::function<void(const SegmentFacts&)> on_complete)
     : settings(settings), on_complete(std::move(on_complete)), rule(settings),
       aligner(
-          std::clamp(settings.duration, 1, 3600), [](const AlignedSegment&) {},
+          std::clamp(settings.duration, 1, longest_duration), [](const AlignedSegment&) {},
           [this](const std::string& message) {
               if (message.find("scrambled") == std::string::npos) { // those packets are counted
                   found.complaints += (found.complaints.empty() ? "" : " ") + message;

@@ -31,7 +31,6 @@ struct Leftover {
 
 /// Measures file `number` of a run, at `path`.
 Leftover measure(const std::string& path, std::optional<std::uint32_t> number = std::nullopt) {
-    constexpr std::int32_t longest_duration = 3600;
     Leftover file = {.path = path, .number = number};
     const auto add = [&file](const AlignedSegment& part) {
         file.has_jump |= file.length > 0 && !part.follows;
@@ -77,11 +76,10 @@ bool follows(const Leftover& previous, const Leftover& next) {
            std::abs(ticksBetween(previous.end, next.begin)) <= slack;
 }
 
-/// The most that a segment can last, in ticks: the aligner waits for a key frame for so long.
+/// The most that a segment can last, in ticks.
 std::int64_t longestLength(const LiveSettings& settings) {
-    const std::int64_t duration = settings.duration;
-    return (std::max(std::min<std::int64_t>(10 * duration, 60), duration) + duration) *
-           ticks_per_second;
+    const std::int64_t wanted = std::int64_t{settings.duration} * ticks_per_second;
+    return std::max(longestWait(settings.duration), wanted) + wanted;
 }
 
 /// How the next segment of `stream` was listed in a version of the playlist that the power took

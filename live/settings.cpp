@@ -1,5 +1,6 @@
 #include "live/settings.h"
 
+#include "align/aligner.h"
 #include "playlist/live_playlist.h"
 
 #include <charconv>
@@ -17,7 +18,7 @@ struct NumberOption {
 };
 
 constexpr NumberOption number_options[] = {
-    {"--duration=", &LiveSettings::duration, 1, 3600, "seconds that a segment lasts"},
+    {"--duration=", &LiveSettings::duration, 1, longest_duration, "seconds that a segment lasts"},
     {"--listed=", &LiveSettings::listed, 3, 5000, "segments that the playlist lists"},
     {"--end=", &LiveSettings::end, 0, 1, "1 - a clean end of the input ends the stream"},
     {"--timeout=", &LiveSettings::timeout, 0, 86400, "seconds of silence that end it, 0 - none"},

@@ -32,7 +32,6 @@ struct ProgramEntry {
 /// A section of the program association table (ISO/IEC 13818-1, 2.4.4.3).
 struct ProgramAssociation {
     std::uint32_t transport_stream_id = 0;
-    std::uint32_t version = 0;            ///< 0 to 31
     bool is_only_section = false;         ///< there are no others
     std::vector<ProgramEntry> programs{}; ///< without the network's entry
 };
