@@ -131,13 +131,13 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
          tables + key(0) + edited(pmtOf({0x1B}), 5, "\xC0") + other() + key(4 * s),
          begin + "key other" + cut + "key"},
         {"a PAT of two sections, the first of which comes again",
-         edited(patOf({{1, 0x1001}}), 7, "\1") + edited(patOf({{2, 0x1000}}), 6, "\1\1") +
+         edited(pat({{1, 0x1001}}), 7, "\1") + edited(pat({{2, 0x1000}}), 6, "\1\1") +
          pmtOf({0x0F}, 0x1001, 0x102, 1) + pmtOf({0x1B}, 0x1000, 0x100, 2) + key(0) +
-         edited(patOf({{1, 0x1001}}), 7, "\1") + delta(s), begin + "key frame"},
+         edited(pat({{1, 0x1001}}), 7, "\1") + delta(s), begin + "key frame"},
         {"packets on the clock's PID that no table names", tables + key(0) + key(s, 0x40) + other(),
          begin + "key other"},
         {"packets that only another program names, and the first one with video is the second",
-         patOf({{1, 0x1001}, {2, 0x1000}}) + pmtOf({0x0F}, 0x1001, 0x101, 1) +
+         pat({{1, 0x1001}, {2, 0x1000}}) + pmtOf({0x0F}, 0x1001, 0x101, 1) +
          pmtOf({0x1B}, 0x1000, 0x100, 2) + other() + key(0) + other() + packet({.pid = null_pid}),
          begin + "key null"},
     };
@@ -253,7 +253,7 @@ TEST(Aligner, MovesAStreamThatUsesTheClocksPID) {
     EXPECT_NE(aligned.output.find(pmtOf({0x1B, 0x0F}, 0x1000, 0x1FFD).substr(11, 9)),
               std::string::npos)
         << "the map names the other PID";
-    EXPECT_EQ(align(patOf({{1, 0x40}}) + pmtOf({0x1B}, 0x40) + key(0)).segments,
+    EXPECT_EQ(align(pat({{1, 0x40}}) + pmtOf({0x1B}, 0x40) + key(0)).segments,
               "PAT frame clock clock key")
         << "its map is on another PID, too";
 }

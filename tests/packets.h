@@ -53,10 +53,14 @@ inline std::string times(int count, const std::string& packets) {
     return bytes;
 }
 
-/// The first 14 bytes of a video PES packet with the timestamp `pts`.
-inline std::string pesHeader(std::uint64_t pts) {
-    return "\0\0\1\xE0\0\0\x80\x80\5"s + bytesOf({(pts >> 29U & 0x0EU) | 0x21U, pts >> 22U,
-                                                  pts >> 14U | 1U, pts >> 7U, pts << 1U | 1U});
+/// How a video PES packet begins that is shown at `pts`, and decoded at `dts` if not then.
+inline std::string pesHeader(std::uint64_t pts, std::optional<std::uint64_t> dts = {}) {
+    const auto field = [](std::uint64_t time) {
+        return bytesOf({(time >> 29U & 0x0EU) | 0x21U, time >> 22U, time >> 14U | 1U, time >> 7U,
+                        time << 1U | 1U});
+    };
+    return "\0\0\1\xE0\0\0\x80"s +
+           (dts ? "\xC0\x0A" + field(pts) + field(*dts) : "\x80\5" + field(pts));
 }
 
 /// A table packet of FFmpeg with which a segment may begin.
@@ -78,18 +82,15 @@ inline std::string section(const std::string& bytes) {
 }
 
 /// A program association table; each program is named by its number and the PID of its map.
-inline std::string patOf(std::initializer_list<std::pair<unsigned, std::uint32_t>> programs) {
+inline std::string pat(std::initializer_list<std::pair<unsigned, std::uint32_t>> programs = {
+                           {1, 0x1000}}) {
     std::string entries;
     for (const auto& [number, pid] : programs) {
         entries += bytesOf({0, number, 0xE0U | pid >> 8U, pid});
     }
-    return packet({.pid = 0,
-                   .payload = "\0"s + section("\0\xB0"s + bytesOf({9 + entries.size()}) +
-                                              "\0\1\xC1\0\0"s + entries)});
+    const std::string head = "\0\xB0"s + bytesOf({9 + entries.size()}) + "\0\1\xC1\0\0"s;
+    return packet({.pid = 0, .payload = "\0"s + section(head + entries)});
 }
-
-/// That of one program, whose map is on PID 0x1000.
-inline std::string pat() { return patOf({{1, 0x1000}}); }
 
 /// A program map table of streams of these types, on PID `first` and those after it.
 inline std::string pmtOf(std::initializer_list<unsigned char> types, std::uint32_t pid = 0x1000,
@@ -113,14 +114,10 @@ inline std::string counters(std::uint32_t pid, std::initializer_list<unsigned> v
     return packets;
 }
 
-/// The first packet of a frame with `bytes` behind its PES header, decoded at `dts` if not at
-/// `pts`.
+/// The first packet of a frame with `bytes` behind its PES header, and a start code in between.
 inline std::string frame(std::uint64_t pts, const std::string& bytes,
                          std::optional<std::uint64_t> dts = {}, std::uint32_t pid = 0x100) {
-    std::string header = pesHeader(pts) + (dts ? pesHeader(*dts).substr(9) : "");
-    header[7] = dts ? '\xC0' : '\x80';
-    header[8] = dts ? 10 : 5;
-    return packet({.pid = pid, .payload = header + "\0\0\1"s + bytes});
+    return packet({.pid = pid, .payload = pesHeader(pts, dts) + "\0\0\1"s + bytes});
 }
 
 /// A key frame of H.264 with its parameter set, and another frame.
