@@ -77,12 +77,6 @@ public:
         return std::stoi(readFile(file("process")));
     }
 
-    /// Limits the files that it writes to `bytes`.
-    void limitFiles(int bytes) const {
-        const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + ": --pid ";
-        EXPECT_EQ(std::system((limit + std::to_string(process())).c_str()), 0);
-    }
-
     /// Ends its input, and collects what it has left when it has ended too.
     [[nodiscard]] Outcome end() const {
         const int status = ::pclose(input);

@@ -33,13 +33,13 @@ std::string after(const std::function<void(po::Options&)>& action) {
 std::string afterWords(std::vector<const char*> words) {
     words.insert(words.begin(), "--number=99");
     const auto count = static_cast<unsigned>(words.size());
-    return after([&](po::Options& opts) { po::scanArgv(opts, count, words.data()); });
+    return after([&](auto& opts) { po::scanArgv(opts, count, words.data()); });
 }
 
 /// What they hold after these lines of a configuration file.
 std::string afterLines(const std::string& lines) {
     std::istringstream in(lines);
-    return after([&](po::Options& opts) { po::scanFile(opts, in); });
+    return after([&](auto& opts) { po::scanFile(opts, in); });
 }
 
 /// The help text for options with these names and texts.
@@ -57,14 +57,12 @@ std::string help(unsigned columns,
 
 } // namespace
 
-TEST(StorePair, LooksForLongNamesFirst) {
+TEST(CommandLine, GivesOptionsTheirValues) {
     EXPECT_EQ(after([](auto& opts) { EXPECT_TRUE(po::storePair(opts, "t", "7")); }), "text=7 ");
-    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ");
+    EXPECT_EQ(after([](auto& opts) { po::storePair(opts, "long", "7"); }), "number=7 ")
+        << "a long name comes first";
     EXPECT_EQ(after([](auto& opts) { EXPECT_FALSE(po::storePair(opts, "-n", "8")); }),
               "Unknown option: `-n' (value:`8')\n");
-}
-
-TEST(CommandLine, GivesOptionsTheirValues) {
     EXPECT_EQ(afterWords({"--text=a=b"}), "text=a=b ") << "all behind the first =";
     EXPECT_EQ(afterWords({"--text="}), "text= ") << "an empty text";
     EXPECT_EQ(afterWords({"--flag", "--flag=0"}), "") << "the last value counts";

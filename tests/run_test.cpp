@@ -1,6 +1,10 @@
+#include "segmenter/segment_file.h"
 #include "tests/program.h"
 
 #include <sys/stat.h>
+#include <sys/uio.h>
+
+#include <span>
 
 namespace {
 
@@ -83,6 +87,9 @@ const RunRow rows[] = {
 };
 // clang-format on
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
+std::span<const int> failures; // of the next writes of this process: errors, 0 to write nothing
+
 /// True once the file at `path` holds `packets`.
 bool eventuallyHolds(const char* path, const Stream& packets) {
     return eventually([&] { return readFile(path) == packets.bytes; });
@@ -96,7 +103,24 @@ bool eventuallyIsNull(const Program& program, int number) {
     return eventually([&] { return fs::read_symlink(link, gone) == "/dev/null"; });
 }
 
+/// Limits the files that `program` writes to `bytes`.
+void limitFiles(const Program& program, int bytes) {
+    const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + ": --pid ";
+    EXPECT_EQ(std::system((limit + std::to_string(program.process())).c_str()), 0);
+}
+
 } // namespace
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's own
+extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
+    if (failures.empty()) {
+        const iovec all = {const_cast<void*>(bytes), size};
+        return ::writev(file, &all, 1);
+    }
+    errno = failures.front();
+    failures = failures.subspan(1);
+    return errno == 0 ? 0 : -1;
+}
 
 TEST_F(SegmenterRun, LeavesWhatTheRowsSay) {
     for (const RunRow& row : rows) {
@@ -122,15 +146,27 @@ TEST_F(SegmenterRun, KeepsWholePacketsOnAFullDiskAndGoesOnWithTheNextSegment) {
     const Program program = start("--mux_type=0");
     program.write({video(1)});
     EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {video(1)}));
-    program.limitFiles(8271); // as a disk does that has room for 43 packets and most of one
+    limitFiles(program, 8271); // as a disk does that has room for 43 packets and most of one
     program.write({other(99)});
     EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {video(1), other(42)}));
-    program.limitFiles(99999);
+    limitFiles(program, 99999);
     program.write({other(9), table(), other(99)});
     expectOutcome(program.end(), {.marker = "/www/hls_vod/vid.0000000001.ts\n",
                                   .files = {{"vid.0000000000.ts", {video(1), other(42)}},
                                             {"vid.0000000001.ts", {table(), other(99)}},
                                             {"live.m3u8", playlist("two segments")}}});
+}
+
+TEST_F(SegmenterRun, GoesOnAfterAnInterruptedWriteAndTakesNoMoreAfterOneThatWritesNothing) {
+    const int errors[] = {EINTR, EINTR, 0};
+    SegmentFile file;
+    EXPECT_TRUE(file.open("segment"));
+    failures = std::span(errors).first(2);
+    file.append(other(2));
+    failures = std::span(errors).last(1);
+    file.append(table());
+    file.append(table());
+    EXPECT_TRUE(eventuallyHolds("segment", {other(2)}));
 }
 
 TEST_F(SegmenterRun, PublishesWhatIsWholeAndEndsInOrderOnASignal) {
