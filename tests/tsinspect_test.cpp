@@ -55,8 +55,7 @@ TEST(UsualValue, IsTheOneThatComesMostOften) {
     };
     EXPECT_EQ(usual({}), 0U);
     EXPECT_EQ(usual({5, 0, 0}), 0U);
-    EXPECT_EQ(usual({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 10}), 10U)
-        << "more than there are counters";
+    EXPECT_EQ(usual({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 10}), 10U) << "with eight counters";
     EXPECT_EQ(usual({1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10}), 7U)
         << "a counter that becomes free goes to no value that has one already";
 }
