@@ -28,7 +28,11 @@ Aligner::Aligner(std::int32_t duration, SegmentSink on_segment, MessageSink on_m
 }
 
 void Aligner::take(std::span<const char> bytes) {
+    constexpr std::size_t enough = 8'000'000; // no frame is as large, so no more of them come
     finder.take(bytes, [this](const char* packet) { takePacket(packet); });
+    if (since_frame > enough) { // or sound alone would fill the medium with one segment
+        startOver();
+    }
 }
 
 void Aligner::end() {
@@ -44,6 +48,7 @@ std::span<const char> Aligner::output() const {
 }
 
 void Aligner::clearOutput() {
+    since_frame += output().size();
     packets.removeFirst(output().size());
     held_from = 0;
 }
@@ -126,7 +131,7 @@ void Aligner::takeTable(const TS& header, const char* packet) {
     setTables();
 }
 
-/// Waits for a key frame of another main stream.
+/// Waits for a key frame, of another main stream or after a long time without frames.
 void Aligner::startOver() {
     settle();
     if (!is_waiting) {
@@ -137,15 +142,12 @@ void Aligner::startOver() {
     is_waiting = true;
     is_scrambled = false;
     has_frames = false;
+    since_frame = 0;
 }
 
 void Aligner::takeMain(const TS& header, const char* packet) {
     if (header.packet.scrambling_control != 0) {
         is_scrambled = true;
-        if (is_started) {
-            tellOnce(told_scrambled,
-                     "The stream is scrambled now, so that no more segments begin.");
-        }
     } else if (beginsFrame(header)) {
         if (!is_pending || !is_timed) { // else the frame goes on: its slices are still to come
             settle();                   // the frame before
@@ -168,6 +170,7 @@ void Aligner::look() {
     if (!is_timed && frame.hasTimes()) {
         timer.take(frame.pts(), frame.dts());
         is_timed = has_frames = true;
+        since_frame = 0;
         is_holding = is_holding && isDue();
     }
     if (!frame.isUndecided()) {

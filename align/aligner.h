@@ -107,6 +107,7 @@ private:
     AlignedSegment segment;        // that is being written
     PacketBuffer packets;          // of the output
     std::size_t held_from = 0;     // where the frame begins that may begin a segment
+    std::size_t since_frame = 0;   // bytes of output since the last one began
     bool is_holding = false;       // what comes, until that is known
     bool is_pending = false;       // the frame's beginning is still read
     bool is_timed = false;         // the frame's times are noted
@@ -118,5 +119,4 @@ private:
     bool has_frames = false;
     bool told_late = false;
     bool told_forced = false;
-    bool told_scrambled = false;
 };

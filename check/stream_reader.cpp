@@ -11,9 +11,7 @@ StreamReader::StreamReader(Options& settings, std::function<void(const SegmentFa
       aligner(
           std::clamp(settings.duration, 1, longest_duration), [](const AlignedSegment&) {},
           [this](const std::string& message) {
-              if (message.find("scrambled") == std::string::npos) { // those packets are counted
-                  found.complaints += (found.complaints.empty() ? "" : " ") + message;
-              }
+              found.complaints += (found.complaints.empty() ? "" : " ") + message;
           }) {}
 
 const StreamFacts& StreamReader::facts() {
