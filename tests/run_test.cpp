@@ -1,3 +1,4 @@
+#include "process/signals.h"
 #include "segmenter/segment_file.h"
 #include "tests/program.h"
 
@@ -122,6 +123,8 @@ extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
     return errno == 0 ? 0 : -1;
 }
 
+extern "C" pid_t getpid() noexcept { return 1; } // as for the first process of a container
+
 TEST_F(SegmenterRun, LeavesWhatTheRowsSay) {
     for (const RunRow& row : rows) {
         SCOPED_TRACE(row.name);
@@ -213,20 +216,37 @@ TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
     EXPECT_EQ(program.end().status, 128 + SIGTERM);
 }
 
+TEST_F(SegmenterRun, IsEndedByASecondSignalAsTheFirstProcessOfAContainer) {
+    const auto raiseTwice = [] {
+        endInputOnSignals();
+        std::ignore = std::raise(SIGTERM);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::ignore = std::raise(SIGTERM);
+    };
+    EXPECT_EXIT(raiseTwice(), testing::ExitedWithCode(128 + SIGTERM), "");
+}
+
 TEST_F(SegmenterRun, WritesTheMarkerThoughSignalsReachAllThatItHasStarted) {
-    fs::create_directory("vid.0000000001.ts"); // at which the run ends
     const Program program = start("--mux_type=0", "setsid ");
     program.write({video(1)});
     EXPECT_TRUE(eventuallyHolds("vid.0000000000.ts", {video(1)}));
     ::mkfifo(marker_path, 0600); // whoever opens it waits for a reader
-    program.write({table()});
-    EXPECT_TRUE(eventuallyHolds("live.m3u8", playlist("two segments")));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until the shell waits
+    ::kill(program.process(), SIGTERM);
+    const std::string process = "/proc/" + std::to_string(program.process()) + "/task/";
+    const auto shell = [&] {
+        return readFile(fs::directory_iterator(process)->path() / "children");
+    };
+    EXPECT_TRUE(eventually([&] { return !shell().empty(); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // until it waits
+    for (const auto& file :
+         fs::directory_iterator("/proc/" + std::to_string(std::stoi(shell())) + "/fd")) {
+        EXPECT_NE(fs::read_symlink(file).extension(), ".ts") << "of the segmenter alone";
+    }
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         ::kill(-program.process(), signal);
     }
     EXPECT_EQ(std::system("timeout 5 cat ../vod >../marker; mv ../marker ../vod"), 0);
-    EXPECT_EQ(program.end().marker, "/www/hls_vod/vid.0000000001.ts\n");
+    EXPECT_EQ(program.end().marker, "/www/hls_vod/vid.0000000000.ts\n");
 }
 
 TEST_F(SegmenterRun, GoesOnWithASignalThatIsIgnoredAndWithOutputsThatAreClosed) {
