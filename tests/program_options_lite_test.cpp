@@ -99,7 +99,7 @@ TEST(ConfigFile, GivesOptionsTheirValues) {
 TEST(Help, IsLaidOutInColumns) {
     // clang-format off
     EXPECT_EQ(help(29, {{"h,help", "text"}, {"-hhhhh", "wide"}, {"no-text", ""},
-                        {"long-name", "one two a b c d five"}, {"full", "12345 78"},
+                        {"long-name", "one two a b c d e f"}, {"full", "12345 78"},
                         {"gap", "12345678   90"}, {"word", "1234567890"}, {"front", " 1234567890"},
                         {"end", "1234567    "}, {"lines", "a long first line\nb\nc"}}),
               readFile(ROOT "tests/help.txt"));
