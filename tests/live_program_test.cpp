@@ -53,10 +53,12 @@ struct LiveProgram : ProgramTest {
         return program;
     }
 
-    /// True when `program` has ended, or does so soon, while its input stays open.
-    static bool endsByItself(const Program& program) {
+    /// Expects that `program` fails with `message` while its input stays open.
+    static void expectFailure(const Program& program, const std::string& message) {
         const std::string status = "/proc/" + std::to_string(program.process()) + "/stat";
-        return eventually([&] { return readFile(status).find(") Z ") != std::string::npos; });
+        const auto hasEnded = [&] { return readFile(status).find(") Z ") != std::string::npos; };
+        EXPECT_TRUE(eventually(hasEnded)) << message;
+        expectEnd(program, 1, message);
     }
 };
 
@@ -100,15 +102,16 @@ TEST_F(LiveProgram, LeavesToTheNextRunWhatCannotBePublished) {
     EXPECT_EQ(listed(), std::string(100, 'x'));
 }
 
-TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterIsKilled) {
+TEST_F(LiveProgram, PublishesTheRestWhenTheSegmenterEndsOrNoPacketComes) {
     const Program program = runOfThree();
     ::kill(std::stoi(readFile("../segmenter")), SIGKILL);
-    EXPECT_TRUE(eventually([] { return listed() == "xxx"; }));
-    expectEnd(program, 1, "The segmenter has ended before the stream.\n");
+    expectFailure(program, "The segmenter has ended before the stream.\n");
+    EXPECT_EQ(listed(), "xxx");
+    expectFailure(start("www --timeout=1 --end=1", streamOf(3)),
+                  "No packet of the stream came for 1 s.\n");
+    EXPECT_EQ(listed(), "xxx xxx");
     std::ofstream("../bin/segmenter") << "#!/bin/sh\n"; // one that ends by itself
-    const Program other = start("www");
-    EXPECT_TRUE(endsByItself(other));
-    expectEnd(other, 1, "The segmenter has ended before the stream.\n");
+    expectFailure(start("www"), "The segmenter has ended before the stream.\n");
 }
 
 TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
@@ -128,13 +131,6 @@ TEST_F(LiveProgram, WaitsForTheRunBeforeAndWhatIsLeftOfItOrASignal) {
     EXPECT_EQ(next.end().status, 0);
     EXPECT_EQ(listed(), "xxx xxx");
     EXPECT_EQ(before.end().status, 128 + SIGKILL);
-}
-
-TEST_F(LiveProgram, EndsWhenNoPacketComes) {
-    const Program program = runOfThree("--timeout=1 --end=1");
-    EXPECT_TRUE(endsByItself(program));
-    expectEnd(program, 1, "No packet of the stream came for 1 s.\n");
-    EXPECT_EQ(listed(), "xxx");
 }
 
 TEST_F(LiveProgram, WaitsForNoReader) {
@@ -166,25 +162,21 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
 }
 
 TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
-    // clang-format off
-    const std::pair<const char*, std::vector<std::string>> rows[] = {
-        {": it takes a number, 0 to 1.\n", {"--end=2", "--end=-1", "--end=0.5", "--end="}},
-        {": it takes a file name without a folder, with no dot in front.\n",
-         {"--playlist_name=", "--playlist_name=.run", "--playlist_name=a/b", "--playlist_name=a..b",
-          "--playlist_name=1f6a03c2.0000000018.ts"}},
-        {": there is no such option; a value follows an equals sign. See --help.\n",
-         {"--window=9", "--duration"}},
-        {": it takes one folder.\n", {"two"}},
-    };
-    // clang-format on
-    for (const auto& [refusal, arguments] : rows) {
-        for (const std::string& argument : arguments) {
-            expectEnd(start("www " + argument), 2, "segmenter-live: " + argument + refusal);
-            EXPECT_TRUE(fs::is_empty(".")) << argument;
-        }
+    for (const std::string refusal :
+         {"--end=2: it takes a number, 0 to 1.", "--end=-1: it takes a number, 0 to 1.",
+          "--end=0.5: it takes a number, 0 to 1.", "--end=: it takes a number, 0 to 1.",
+          "--playlist_name=: it takes a file name without a folder, with no dot in front.",
+          "--playlist_name=.run: it takes a file name", "--playlist_name=a/b: it takes a file name",
+          "--playlist_name=a..b: it takes a file name",
+          "--playlist_name=1f6a03c2.0000000018.ts: it takes a file name",
+          "--window=9: there is no such option; a value follows an equals sign. See --help.",
+          "--duration: there is no such option", "two: it takes one folder.",
+          ": it takes one folder."}) {
+        const std::string argument = refusal.substr(0, refusal.find(':'));
+        expectEnd(start("www '" + argument + '\''), 2, "segmenter-live: " + refusal);
+        EXPECT_TRUE(fs::is_empty("."));
     }
     const std::string usage = readFile(ROOT "tests/live_help.txt");
-    expectEnd(start("''"), 2, "segmenter-live: : it takes one folder.\n");
     expectEnd(start(""), 2, "segmenter-live: It takes a folder.\n" + usage);
     const Outcome help = start("www --help").end();
     EXPECT_EQ(help.status, 0);

@@ -187,9 +187,6 @@ TEST_F(Live, GoesOnWithItsStreamWhereverItWasKilled) {
     leave(2, whole(90000));
     leave(3, whole(180000));
     leave(5, whole(270000)); // 4 is missing
-    sync_medium = [] { return EIO; };
-    publishLeft();
-    sync_medium = [] { return 0; };
     EXPECT_EQ(publishLeft(), "published 2 1.000; published 3 1.000; published 4 1.000; ");
     leave(0, whole(360000)); // of a new run
     publishLeft();
@@ -228,21 +225,17 @@ TEST_F(Live, KeepsWhatLeftAsLongAsTheLongestListAndASegmentMore) {
     EXPECT_EQ(publish(10), "published 4 10.000; ");
     now = 50500ms;
     EXPECT_EQ(publish(10), "published 5 10.000; deleted 0; ") << "40 s, and up to 10.5 s";
-    publish(10);
-    EXPECT_GT(fs::last_write_time(publicPath(3)), fs::last_write_time(publicPath(6))) << "it left";
+    EXPECT_GT(fs::last_write_time(publicPath(2)), fs::last_write_time(publicPath(5))) << "it left";
     // Another process takes 10.5 s for each of four, and one more.
     const auto last_version = fs::last_write_time("www/live.m3u8");
-    fs::last_write_time(publicPath(1), last_version - 52500ms);
-    fs::last_write_time(publicPath(2), last_version - 52499ms);
-    fs::last_write_time(publicPath(3), last_version + 1h); // by a wrong clock
+    fs::last_write_time(publicPath(1), last_version + 1h); // by a wrong clock
+    fs::last_write_time(publicPath(2), last_version - 52500ms);
     restart();
-    EXPECT_EQ(said(), "deleted 1; ");
+    EXPECT_EQ(said(), "deleted 2; ");
+    now += 52499ms;
+    EXPECT_EQ(publish(10), "published 6 10.000; ");
     now += 1ms;
-    EXPECT_EQ(publish(10), "published 7 10.000; deleted 2; ");
-    now += 52498ms;
-    EXPECT_EQ(publish(10), "published 8 10.000; ");
-    now += 1ms;
-    EXPECT_EQ(publish(10), "published 9 10.000; deleted 3; ");
+    EXPECT_EQ(publish(10), "published 7 10.000; deleted 1; ");
 }
 
 TEST_F(Live, EndsAStreamAndBeginsAnother) {
