@@ -120,11 +120,8 @@ bool publishLeftovers(const LiveSettings& settings, Publisher& publisher,
             segment.follows = !shown->is_discontinuity;
             segment.written = shown->date + shown->length;
         }
-        if (!publisher.publish(segment)) {
-            if (!publisher.isFull()) {
-                return false;
-            }
-            publisher.drop(segment);
+        if (!publisher.publish(segment, true)) {
+            return false;
         }
     }
     return true;

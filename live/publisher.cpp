@@ -93,7 +93,7 @@ std::string Publisher::nextName() const {
     return fileName({version.playlist.stream, nextNumber(version.playlist)});
 }
 
-bool Publisher::publish(FinishedSegment& segment) {
+bool Publisher::publish(FinishedSegment& segment, bool may_drop) {
     const FileStatus file = statusOf(segment.path);
     segment_size = file.size > 0 ? file.size : segment_size;
     makeRoom();
@@ -106,7 +106,10 @@ bool Publisher::publish(FinishedSegment& segment) {
     Version next = with(segment);
     const std::string length = secondsText(next.playlist.segments.back().length);
     if (!show(std::move(next), &segment, "published " + name + ' ' + length)) {
-        return false;
+        if (is_full && may_drop) {
+            drop(segment);
+        }
+        return is_full && may_drop;
     }
     if (const auto risen = version.playlist.target_duration; target != 0 && target != risen) {
         warn(name + " lasts " + length + " s: the target duration rises from " +
@@ -116,6 +119,7 @@ bool Publisher::publish(FinishedSegment& segment) {
     return true;
 }
 
+/// Gives up `segment`, and deletes its file.
 void Publisher::drop(const FinishedSegment& segment) {
     std::ignore = ::unlink(segment.path.c_str());
     has_losses = true;

@@ -35,15 +35,10 @@ public:
               Tell tell, Tell warn);
 
     /// Makes `segment` the last one of the playlist, or drops it where there is no such file, or an
-    /// empty one. False where nothing has changed, and it can be tried again. Its path is another
-    /// one once it was moved.
-    bool publish(FinishedSegment& segment);
-
-    /// True when the last try failed since the medium is full.
-    [[nodiscard]] bool isFull() const { return is_full; }
-
-    /// Gives up `segment`, which could not be published, and deletes its file.
-    void drop(const FinishedSegment& segment);
+    /// empty one, and with `may_drop` also where the medium is full: its file is deleted. False
+    /// where nothing has changed, and it can be tried again. Its path is another one once it was
+    /// moved.
+    bool publish(FinishedSegment& segment, bool may_drop);
 
     /// True when a segment was given up.
     [[nodiscard]] bool hasLosses() const { return has_losses; }
@@ -75,6 +70,7 @@ private:
     [[nodiscard]] std::string nextName() const;
     [[nodiscard]] Version with(const FinishedSegment& segment) const;
     bool show(Version next, FinishedSegment* segment, const std::string& news);
+    void drop(const FinishedSegment& segment);
     bool fail(const std::string& sentence);
     void warnOnce(bool& is_told, const std::string& sentence) const;
     void makeRoom();

@@ -58,7 +58,7 @@ private:
         const auto self = fs::read_symlink("/proc/self/exe", error);
         const std::string beside = error ? "" : self.parent_path() / "segmenter";
         for (const std::string& path : {beside, std::string("segmenter")}) {
-            ::execlp(path.c_str(), "segmenter", prefix.c_str(), duration.c_str(), "--window=500",
+            ::execlp(path.c_str(), path.c_str(), prefix.c_str(), duration.c_str(), "--window=500",
                      "--mux_type=1", nullptr);
         }
         warn(std::string("The segmenter cannot be started: ") + std::strerror(errno) + '.');
@@ -83,19 +83,19 @@ bool awaitFile(const LiveSettings& settings, Segmenter& segmenter, std::uint32_t
 }
 
 /// Publishes `segment`, and tries again until that can be done or the run has ended. False when it
-/// has.
+/// has: the segment, and those behind it, are left to the next start. On a full medium it gives up
+/// some of those that wait, or a medium that is full of them would stay full.
 bool publishInTime(const LiveSettings& settings, Publisher& publisher, Segmenter& segmenter,
                    FinishedSegment& segment, const SegmentQueue& queue) {
     constexpr milliseconds pause(500);
-    while (!publisher.publish(segment)) {
-        if (segmenter.hasEnded()) {
-            return false; // it, and those behind it, are left to the next start
-        }
-        if (publisher.isFull() && queue.size() >= static_cast<std::size_t>(settings.listed)) {
-            publisher.drop(segment); // or a medium that is full of them would stay full
-            return true;
+    const auto most_waiting = static_cast<std::size_t>(settings.listed);
+    bool has_ended = segmenter.hasEnded();
+    while (!publisher.publish(segment, !has_ended && queue.size() >= most_waiting)) {
+        if (has_ended) {
+            return false;
         }
         std::this_thread::sleep_for(pause);
+        has_ended = segmenter.hasEnded();
     }
     return true;
 }

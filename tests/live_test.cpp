@@ -52,7 +52,7 @@ struct Live : ProgramTest {
 
     /// What is said of these segments when they are published.
     std::string publish(FinishedSegment& segment) {
-        publisher->publish(segment);
+        publisher->publish(segment, false);
         return said();
     }
     std::string publish(double seconds = 1, bool follows = true) {
@@ -298,11 +298,13 @@ TEST_F(Live, MakesRoomOnAFullMedium) {
         "! www/ is too small: two more segments of 8648000000 KB do not fit. published 6 1.000; "));
     FinishedSegment next = cut();
     sync_medium = [] { return EIO; };
-    EXPECT_EQ(publish(next), "! www/live.m3u8 cannot be written; trying again until it can. ");
+    EXPECT_FALSE(publisher->publish(next, true)) << "not for lack of room";
+    EXPECT_EQ(said(), "! www/live.m3u8 cannot be written; trying again until it can. ");
     sync_medium = [] { return ENOSPC; };
-    EXPECT_EQ(publish(next), "deleted 3; ");
-    EXPECT_TRUE(publisher->isFull());
+    EXPECT_FALSE(publisher->publish(next, false));
+    EXPECT_EQ(said(), "deleted 3; ");
+    EXPECT_TRUE(publisher->publish(next, true));
+    EXPECT_EQ(said(), "! Segments are lost: the disk was full, or they waited for too long. ");
     EXPECT_EQ(listed(), "4/0 1 s: 1.000 1.000 1.000");
-    publisher->drop(next);
     EXPECT_FALSE(fs::exists(publicPath(7)));
 }

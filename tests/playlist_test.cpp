@@ -52,7 +52,7 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
         .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
     EXPECT_EQ(playlistText(playlist), text);
     EXPECT_EQ(readPlaylist(text), playlist);
-    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n")->is_ended);
+    EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n").value().is_ended);
     const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
     EXPECT_TRUE(readPlaylist(largest).has_value());
 

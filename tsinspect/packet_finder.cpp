@@ -5,7 +5,7 @@
 bool PacketFinder::findDistance(std::span<const char> bytes, std::size_t& at) {
     const std::size_t size = bytes.size();
     const std::size_t needed = is_over ? packet_size : search_size;
-    for (; size - at >= needed; ++at, ++skipped) {
+    for (; size - at >= needed; ++at) {
         for (const std::size_t candidate :
              {std::size_t{packet_size}, std::size_t{192}, std::size_t{longest_distance}}) {
             std::size_t found = 0;

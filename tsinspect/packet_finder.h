@@ -15,7 +15,6 @@
 class PacketFinder {
 public:
     std::uint64_t packets = 0; ///< found so far
-    std::uint64_t skipped = 0; ///< bytes in which no packet was found
 
     /// Takes the next bytes, and calls `visit` with each packet that is whole, a const char* to 188
     /// bytes that are valid during the call. Packets after a place without a sync byte wait until
