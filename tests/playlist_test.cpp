@@ -5,7 +5,6 @@
 #include "tests/support.h"
 
 #include <cstring>
-#include <regex>
 
 namespace {
 
@@ -44,7 +43,7 @@ TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {
 
 TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     const std::string text = expectedText("playlists.txt", "a live playlist");
-    const LivePlaylist playlist = {
+    LivePlaylist playlist = {
         .stream = 0x1f6a03c2,
         .target_duration = 4,
         .sequence = 17,
@@ -53,14 +52,17 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     EXPECT_EQ(playlistText(playlist), text);
     EXPECT_EQ(readPlaylist(text), playlist);
     EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n").value().is_ended);
-    const std::string largest = std::regex_replace(text, std::regex("TION:4"), "TION:1000000");
-    EXPECT_TRUE(readPlaylist(largest).has_value());
+    playlist.target_duration = 1000000;
+    playlist.sequence = 4000000000;
+    EXPECT_EQ(readPlaylist(playlistText(playlist)), playlist);
+    ++playlist.sequence;
+    EXPECT_EQ(readPlaylist(playlistText(playlist)), std::nullopt);
 
     // clang-format off
     for (const auto& [part, other] : {
              std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
-             {"SEQUENCE:17", "SEQUENCE:4294967295"}, {"SEQUENCE:17", "SEQUENCE:18"},
-             {"EXTINF:4.040", "EXTINF:4.04"}, {"EXTINF:4.040", "EXTINF:-4.040"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
+             {"SEQUENCE:17", "SEQUENCE:18"}, {"EXTINF:4.040", "EXTINF:4.04"},
+             {"EXTINF:4.040", "EXTINF:-4.040"}, {"#EXTINF:4.040,\n", ""}, {"2025-11", "2025-99"},
              {"1f6a", "../../1f6a"}, {"17.ts", "17.ts.ts"}}) {
         std::string changed = text;
         changed.replace(changed.find(part), std::strlen(part), other);
