@@ -43,12 +43,11 @@ TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {
 
 TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     const std::string text = expectedText("playlists.txt", "a live playlist");
-    LivePlaylist playlist = {
-        .stream = 0x1f6a03c2,
-        .target_duration = 4,
-        .sequence = 17,
-        .discontinuities = 1,
-        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
+    LivePlaylist playlist = {.stream = 0x1f6a03c2,
+                             .target_duration = 4,
+                             .sequence = 17,
+                             .discontinuities = 1,
+                             .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
     EXPECT_EQ(playlistText(playlist), text);
     EXPECT_EQ(readPlaylist(text), playlist);
     EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n").value().is_ended);
