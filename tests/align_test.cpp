@@ -15,15 +15,6 @@ std::string keyFrames(std::uint64_t distance, std::uint64_t end, std::uint64_t f
     return packets;
 }
 
-/// Frames that are no key frames, each second from `first` to `last`.
-std::string deltas(std::uint64_t first, std::uint64_t last) {
-    std::string packets;
-    for (; first <= last; ++first) {
-        packets += delta(first * s);
-    }
-    return packets;
-}
-
 /// What came of a stream.
 struct Aligned {
     std::string output;     ///< of the aligner
@@ -93,15 +84,23 @@ std::string edited(std::string table, std::size_t at, const std::string& bytes) 
     return table.replace(begin, size + crc_size, section(table.substr(begin, size)));
 }
 
-/// A map in two packets: a program's descriptors have 180 bytes, and the last one names a PID of
-/// access messages, 0x40.
-std::string longMap() {
-    const std::string body = "\2\xB0\xC6\0\1\xC1\0\0\xE1\0\xF0\xB4\x80\xAC"s +
-                             std::string(172, '~') + "\x09\4\0\0\xE0\x40\x1B\xE1\0\xF0\0"s;
-    const std::string whole = "\0"s + section(body);
-    return packet({.pid = 0x1000, .payload = whole.substr(0, 184)}) + other() +
-           packet({.pid = 0x1000, .unit_start = false, .payload = whole.substr(184)});
+/// A map with descriptors of the program and of its stream on PID 0x100, in three packets, the last
+/// of which another section might begin in.
+std::string map(const std::string& of_program, char type, const std::string& of_stream = "") {
+    const std::uint64_t size = of_program.size();
+    const std::string begin = bytesOf({2, 0xB0 | (18 + size) >> 8U, 18 + size + of_stream.size()});
+    std::string bytes = "\0"s + section(begin + "\0\1\xC1\0\0\xE1\0"s +
+                                        bytesOf({0xF0 | size >> 8U, size}) + of_program + type +
+                                        "\xE1\0\xF0"s + bytesOf({of_stream.size()}) + of_stream);
+    bytes.resize(std::max<std::size_t>(bytes.size(), 368), '\xFF');
+    return packet({.pid = 0x1000, .payload = bytes.substr(0, 184)}) + other() +
+           packet({.pid = 0x1000, .unit_start = false, .payload = bytes.substr(184, 184)}) +
+           packet({.pid = 0x1000, .payload = bytesOf({bytes.size() - 368}) + bytes.substr(368)});
 }
+
+/// One that needs all three, whose last descriptor names a PID of access messages, 0x40.
+const std::string long_map =
+    map(times(2, "\x80\xAC" + std::string(172, '~')) + "\x09\4\0\0\xE0\x40"s, 0x1B);
 
 } // namespace
 
@@ -114,8 +113,6 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"what comes before the first key frame is left out, and tables in between",
          tables + other() + delta(0) + key(s) + tables + other() + delta(2 * s) + key(5 * s),
          begin + "key other frame" + cut + "key"},
-        {"the clock's upper half", tables + key((1ULL << 32U) + s) + key((1ULL << 32U) + 5 * s),
-         begin + "key" + late_cut + "key"},
         {"the highest time, and other tables behind it",
          tables + key(pts_modulus - 1) + pmtOf({0x1B}) + other() + key(4 * s) + key(8 * s),
          begin + "key PAT PMT other" + late_cut + "key" + cut + "key"},
@@ -132,7 +129,7 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"a codec that is not known, with a mark at key frames", pat() + pmtOf({0x10}) + video(0) +
          packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(s)}),
          begin + "frame"},
-        {"a map of two packets", pat() + longMap() + key(0), "PAT PMT PMT clock clock key"},
+        {"a map of three packets", pat() + long_map + key(0), "PAT PMT PMT PMT clock clock key"},
         {"a map that is not yet in force",
          tables + key(0) + edited(pmtOf({0x1B}), 5, "\xC0") + other() + key(4 * s),
          begin + "key other" + cut + "key"},
@@ -159,8 +156,7 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
 TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
     // clang-format off
     const std::tuple<std::string, std::string, std::string> rows[] = {
-        {"a key frame every 2 s, over the wrap", keyFrames(2 * s, 9 * s, pts_modulus - 3 * s),
-         "~4000 4000 2000"},
+        {"a wrap of the clock", keyFrames(2 * s, 9 * s, pts_modulus - 3 * s), "~4000 4000 2000"},
         {"every 1.92 s: none is nearer to 4 s", keyFrames(172800, 9 * s), "~3840 3840 1920"},
         {"every 0.5 s: at 3.5 s it waits for the next", keyFrames(s / 2, 9 * s), "~4000 4000 1000"},
         {"every 3.4 s: more than half a second early", keyFrames(306000, 13 * s), "~6800 6800"},
@@ -170,16 +166,15 @@ TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
          key(0) + delta(s) + delta(20 * s) + delta(21 * s) + key(22 * s) + delta(23 * s),
          "~4000 ~2000"},
         {"reordered frames: to the end of that shown last",
-         frame(s, "\x65", 0) + frame(5 * s, "\x41", s) + frame(3 * s, "\x41", 2 * s),
-         "~5000"},
+         frame(s, "\x65", 0) + frame(5 * s, "\x41", s) + frame(3 * s, "\x41", 2 * s), "~5000"},
         {"another codec: what comes before its first key frame does not count",
          keyFrames(2 * s, 3 * s) + pmtOf({0x24}) + frame(50 * s, "\x02") + frame(53 * s, "\x26"),
          "~4000 ~1000"},
-        {"other tracks with the same video",
-         keyFrames(4 * s, 8 * s) + pmtOf({0x1B, 3}) + keyFrames(4 * s, 5 * s, 8 * s),
-         "~4000 4000 ~4000 4000"},
-        {"no key frame for 40 s: then any frame", key(0) + deltas(1, 50), "~40000 4000 4000 3000"},
-        {"none at all: from the first frame behind 40 s on", deltas(1, 50), "~4000 4000 2000"},
+        {"other tracks with the same video", keyFrames(4 * s, 8 * s) + pmtOf({0x1B, 3}) +
+         keyFrames(4 * s, 5 * s, 8 * s), "~4000 4000 ~4000 4000"},
+        {"no key frame for 40 s: then any frame", frames(0, 200), "~40000 4000 4000 2000"},
+        {"none at all: from the frame behind 40 s on", frames(0, 200).substr(packet_size),
+         "~4000 4000 1750"},
     };
     // clang-format on
     for (const auto& [name, stream, expected] : rows) {
@@ -194,8 +189,8 @@ TEST(Aligner, PassesOnEveryPacketAsItCame) {
     const std::pair<std::string, std::string> rows[] = {
         {"packets of 192 bytes", spaced(stream, "TIME", "")},
         {"packets of 204 bytes", spaced(stream, "", std::string(16, 'C'))},
-        {"a beginning within a packet", other().substr(100) + stream},
-        {"bytes that are no packet in between", tables + other().substr(100) + stream},
+        {"a beginning within a packet, and other bytes in between",
+         other().substr(100) + stream.substr(0, 1880) + "other" + stream.substr(1880)},
         {"an end within a packet", stream + other().substr(0, 100)},
     };
     for (const auto& [name, damaged] : rows) {
@@ -205,10 +200,9 @@ TEST(Aligner, PassesOnEveryPacketAsItCame) {
 
 TEST(Aligner, GivesItsTablesCountersAndVersionsThatGoOn) {
     const std::string maps = pmtOf({0x1B}) + pmtOf({0x1B, 0x0F});
+    const std::string stream = tables + key(0) + pmtOf({0x1B}) + key(4 * s) + times(20, maps);
     std::string numbers;
-    for (const std::string& packet :
-         split(align(tables + key(0) + pmtOf({0x1B}) + key(4 * s) + pmtOf({0x1B}) + times(20, maps))
-                   .output)) {
+    for (const std::string& packet : split(align(stream).output)) {
         if (const std::string name = word(packet); name == "PAT" || name == "PMT") {
             numbers += ' ' + name + std::to_string(packet[3] & 0x0F) + '.' +
                        std::to_string(packet[10] >> 1 & 0x1F);
@@ -234,26 +228,23 @@ TEST(Aligner, MovesWhatUsesTheClocksPID) {
     EXPECT_EQ(align(pat({{1, 0x40}}) + pmtOf({0x1B}, 0x40) + key(0)).segments,
               "PAT frame clock clock key")
         << "its map is on another PID, too";
-    EXPECT_NE(align(pat() + longMap() + key(0)).output.find("\x09\4\0\0\xFF\xFE"s),
+    EXPECT_NE(align(pat() + long_map + key(0)).output.find("\x09\4\0\0\xFF\xFE"s),
               std::string::npos);
 }
 
 TEST(Aligner, SaysWhatIsMissing) {
     std::string scrambled = key(0);
     scrambled[3] = '\x80';
-    std::string damaged = longMap();
+    std::string damaged = long_map;
     damaged[50] = '!'; // the checksum does not fit
     const std::pair<std::string, std::string> rows[] = {
         {"No transport stream came.", std::string(5000, 'x')},
         {"No program association table (PAT) came.", times(9, key(0))},
         {"The program association table (PAT) names no program.", pat({{0, 0x1000}}) + other()},
         {"No program map table (PMT) came.", pat() + damaged + key(0)},
-        {"No program has video or sound.", pat() + pmtOf({5}) + key(0)},
         {"The stream is scrambled.", tables + times(5, scrambled)},
         {"No frame with a timestamp came.",
          tables + packet({.pid = 0x100, .payload = "\0\0\1\xE0\0\0\x80\0\5"s}) + other(5)},
-        {"No key frame came.", tables + delta(0) + delta(s)},
-        {"", tables + key(0)},
     };
     for (const auto& [missing, stream] : rows) {
         EXPECT_EQ(align(stream).missing, missing);
@@ -279,8 +270,25 @@ TEST(Aligner, KnowsKeyFramesByTheirBytes) {
     // clang-format on
     for (const auto& [name, types, bytes, missing] : rows) {
         for (const char type : types) {
-            const std::string map = pmtOf({static_cast<unsigned char>(type)});
-            EXPECT_EQ(align(pat() + map + frame(s, bytes)).missing, missing) << name;
+            EXPECT_EQ(align(pat() + map("", type) + frame(s, bytes)).missing, missing) << name;
+        }
+    }
+}
+
+TEST(Aligner, KnowsPrivateDataByTheirDescriptors) {
+    // clang-format off
+    const std::pair<std::string, std::vector<std::string>> rows[] = {
+        {"", {"\x6A\0"s, "\x7A\0"s, "\x7B\0"s, "\x7C\0"s, "\5\4Opus", "\5\4AC-3", "\5\4EAC3",
+              "\5\4DTS1", "\5\4DTS2", "\5\4DTS3", "\5\4BSSD", "\x52\1~\5\4AC-4", "\5\5AC-3~"}},
+        {"No key frame came.", {"\5\4HEVC", "\5\4AV01", "\5\4VC-1", "\5\4drac"}},
+        {"No program has video or sound.", {"", "\x59\0"s, "\5\4KLVA", "\5\3AC3"}},
+        {"No program map table (PMT) came.", {"\5\5AC-3", "\x6A\0~"s}},
+    };
+    // clang-format on
+    for (const auto& [missing, descriptors] : rows) {
+        for (const std::string& descriptor : descriptors) {
+            const Aligned aligned = align(pat() + map("", 6, descriptor) + frame(s, "\x02"));
+            EXPECT_EQ(aligned.missing, missing) << descriptor;
         }
     }
 }
@@ -289,7 +297,7 @@ using AlignerRun = ProgramTest;
 
 TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     const std::string stream = tables + keyFrames(4 * s, 9 * s);
-    const std::string rest = key(12 * s) + delta(13 * s);
+    const std::string rest = key(12 * s) + video(16 * s);
     const Program signalled(SEGMENTER_ALIGN " --duration=4");
     signalled.write({stream});
     ASSERT_TRUE(eventually([&] { return !signalled.output().empty(); }));

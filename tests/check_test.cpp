@@ -44,9 +44,8 @@ const CheckRow rows[] = {
     {"no PAT", {times(3, table() + pmtOf({0x1B}) + frames(0, 5))}},
     {"audio first, and reordered frames",
      {table(), pat(), pmtOf({0x0F, 0x1B}), key(9000, 0x101), key(16200, 0x101), key(12600, 0x101)}},
-    {"sound alone",
-     {pat(), pmtOf({3}),
-      packet({.pid = 0x100, .payload = "\0\0\1\xC0"s + pesHeader(0).substr(4)})}},
+    {"sound alone", {pat(), pmtOf({3}),
+     packet({.pid = 0x100, .payload = "\0\0\1\xC0"s + pesHeader(0).substr(4)})}},
     {"an unknown muxer", good_stream, "--window=5 --mux_type=2"},
     {"no SDT", {pat(), pmtOf({0x1B}), frames(1, 5), frames(112501, 5)}},
     {"B-frames between many other packets", {other(300), reordered(), other(4096)}},
@@ -98,17 +97,12 @@ const CheckRow rows[] = {
 
 using CheckRun = ProgramTest;
 
-/// Starts it with `options` beside --duration=1.
-Program start(const std::string& options) {
-    return Program(SEGMENTER_CHECK " --duration=1 " + options);
-}
-
 } // namespace
 
 TEST_F(CheckRun, SaysOfEachStreamWhatIsWrong) {
     std::string reports;
     for (const auto& [name, packets, options, program] : rows) {
-        const Program run(program + " --duration=1 " + options);
+        const Program run((program + " --duration=1 ").append(options));
         run.write(packets);
         const Outcome outcome = run.end();
         // In a line each, without the heading of the table and the commands of the cure.
@@ -122,7 +116,7 @@ TEST_F(CheckRun, SaysOfEachStreamWhatIsWrong) {
 }
 
 TEST_F(CheckRun, PrintsRowsAndFindingsWhileTheStreamRunsAndTheRestOnASignal) {
-    const Program program = start("--window=4");
+    const Program program(SEGMENTER_CHECK " --duration=1 --window=4");
     program.write(good_stream);
     const std::string text = expectedText("check.txt", "a good stream, and a small window");
     EXPECT_TRUE(
@@ -139,7 +133,7 @@ TEST_F(CheckRun, PrintsReports) {
           {"with all options",
            "--prefix='/www/a b/' --url_prefix=c --playlist_name=d.m3u8 --window=2", reordered()}}) {
         SCOPED_TRACE(name);
-        const Program check = start(options);
+        const Program check(SEGMENTER_CHECK " --duration=1 "s + options);
         check.write({stream});
         expectOutcome(check.end(), {.status = 2, .output = expectedText("check.txt", name)});
     }
