@@ -41,7 +41,7 @@ const CheckRow rows[] = {
     {"noise", {std::string(3760, 'x'), counters(0x101, {3, 6}), std::string(3760, 'x')}},
     {"packets of 192 bytes", {spaced(good_stream.bytes, "TIME", "")}},
     {"a byte lost", {good_stream.bytes, other().substr(1), other(30)}},
-    {"no PAT", {times(3, table() + pmtOf({0x1B}) + frames(0, 5))}},
+    {"no PAT", {times(3, table() + pmtOf({0x1B}) + key(0, 0x101))}},
     {"audio first, and reordered frames",
      {table(), pat(), pmtOf({0x0F, 0x1B}), key(9000, 0x101), key(16200, 0x101), key(12600, 0x101)}},
     {"sound alone", {pat(), pmtOf({3}),
@@ -75,8 +75,8 @@ const CheckRow rows[] = {
     {"key frames that come too seldom", {segment(22500, 6), segment(157500, 7), segment(315000)}},
     {"no other key frame for two seconds", {segment(22500, 10)}},
     {"no other key frame for more than ten seconds", {segment(22500, 50)}},
-    {"a wrong length",
-     {segment(22500), tables, frames(135000, 4), frames(225000, 2), segment(270000)}},
+    {"wrong lengths",
+     {segment(22500, 3), frames(90000, 3), segment(157500, 3), frames(225000, 3), segment(292500)}},
     {"packets lost on two PIDs, none on two, and others damaged",
      {good_stream.bytes, counters(0x20, {3, 6}), // two
       packet({.pid = 0x22, .counter = 3}), // five, without a mark
@@ -87,7 +87,7 @@ const CheckRow rows[] = {
       counters(0x23, {10}), counters(0x1FFF, {3, 9}), // only fills the stream
       marked(other(), 1, 0x80), marked(other(), 3, 0x40)}},
     {"a scrambled stream", {tables, times(9, marked(key(0), 3, 0x80))}},
-    {"no duration, and a small window", good_stream, "--window=4 --duration=0"},
+    {"no duration, and no window", good_stream, "--duration=0"},
     {"one segment, and no window", {segment(1)}, ""},
     {"words that are no options", {reordered()}, "--duration 4 --windw=6 7"},
     {"what browsers do not play",
@@ -116,11 +116,14 @@ TEST_F(CheckRun, SaysOfEachStreamWhatIsWrong) {
 }
 
 TEST_F(CheckRun, PrintsRowsAndFindingsWhileTheStreamRunsAndTheRestOnASignal) {
-    const Program program(SEGMENTER_CHECK " --duration=1 --window=4");
-    program.write(good_stream);
-    const std::string text = expectedText("check.txt", "a good stream, and a small window");
-    EXPECT_TRUE(
-        eventually([&] { return program.output() == text.substr(0, text.find("         2 ")); }));
+    const Program program(SEGMENTER_CHECK " --duration=1 --window=5");
+    const std::string text = expectedText("check.txt", "packets lost behind a good stream");
+    for (const auto& [packets, next] :
+         {std::pair(good_stream, "[8]"), {{counters(0x101, {3, 6}), other(256)}, "         2 "}}) {
+        program.write(packets);
+        const std::string part = text.substr(0, text.find(next));
+        EXPECT_TRUE(eventually([&] { return program.output() == part; })) << part;
+    }
     ::kill(program.process(), SIGINT);
     EXPECT_TRUE(eventually([&] { return program.output() == text; }));
     expectOutcome(program.end(), {.status = 2, .output = text});
