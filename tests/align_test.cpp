@@ -91,9 +91,9 @@ std::string map(const std::string& of_program, char type, const std::string& of_
            packet({.pid = 0x1000, .payload = bytesOf({bytes.size() - 368}) + bytes.substr(368)});
 }
 
-/// One that needs all three, whose last descriptor names a PID of access messages, 0x40.
-const std::string long_map =
-    map(times(2, "\x80\xAC" + std::string(172, '~')) + "\x09\4\0\0\xE0\x40"s, 0x1B);
+/// One that needs all three; of its descriptors, only the second names a PID, of access messages.
+const std::string long_map = map(
+    "\x0A\4\0\0\xE0\x40\x09\4\0\0\xE0\x40"s + times(2, "\x80\xAC" + std::string(172, '~')), 0x1B);
 
 } // namespace
 
@@ -122,9 +122,8 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"a source of another codec that begins between key frames",
          tables + key(0) + pmtOf({0x24}) + frame(s, "\x02") + other() + frame(2 * s, "\x26"),
          begin + "key" + cut + "frame"},
-        {"a codec that is not known, with a mark at key frames", pat() + pmtOf({0x10}) + video(0) +
-         packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(s)}),
-         begin + "frame"},
+        {"a codec that is not known, with a mark at its key frame", pat() + pmtOf({0x10}) +
+         packet({.pid = 0x100, .adaptation = "\1\x40", .payload = pesHeader(s)}), begin + "frame"},
         {"a map of three packets", pat() + long_map + key(0), "PAT PMT PMT PMT clock clock key"},
         {"a map that is not yet in force",
          tables + key(0) + edited(pmtOf({0x1B}), 5, "\xC0") + other() + key(4 * s),
@@ -228,17 +227,16 @@ TEST(Aligner, MovesWhatUsesTheClocksPID) {
     EXPECT_EQ(Stream{aligned.media}, Stream{packets(0x1FFD)});
     EXPECT_NE(aligned.output.find(edited(pmtOf({0x1B}, 0x1000, 0x1FFD), 5, "\xC3").substr(4)),
               std::string::npos);
-    EXPECT_NE(align(pat() + long_map + key(0)).output.find("\x09\4\0\0\xFF\xFE"s),
+    EXPECT_NE(align(pat() + long_map + key(0)).output.find("\xE0\x40\x09\4\0\0\xFF\xFE"s),
               std::string::npos);
 }
 
 TEST(Aligner, SaysWhatIsMissing) {
-    const std::string damaged = std::string(long_map).replace(50, 1, "!"); // and its checksum old
     const std::pair<std::string, std::string> rows[] = {
         {"No transport stream came.", "G" + std::string(5000, 'x')},
         {"No program association table (PAT) came.", times(9, key(0))},
         {"The program association table (PAT) names no program.", pat({{0, 0x1000}}) + other()},
-        {"No program map table (PMT) came.", pat() + damaged + key(0)},
+        {"No program map table (PMT) came.", (pat() + long_map).replace(238, 1, "!") + key(0)},
         {"The stream is scrambled.", tables + times(5, scrambled)},
         {"No frame with a timestamp came.",
          tables + packet({.pid = 0x100, .payload = "\0\0\1\xE0\0\0\x80\0\5"s}) + other(5)},
@@ -306,6 +304,9 @@ TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
         "segmenter-align: The stream is scrambled now, so that no more segments begin.\n";
     expectOutcome(signalled.end(), {.output = align(stream + rest).output, .errors = warning});
     expectEnd(Program(SEGMENTER_ALIGN " </dev/null"), 0, "No transport stream came.\n");
+    const Program full(SEGMENTER_ALIGN " >/dev/full");
+    full.write({stream});
+    expectEnd(full, 1, "The output cannot be written: No space left on device.\n");
 }
 
 TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
