@@ -76,23 +76,15 @@ std::string edited(std::string table, std::size_t at, const std::string& bytes) 
     return table.replace(begin, size + crc_size, section(table.substr(begin, size)));
 }
 
-/// A map with descriptors of the program and of its stream on PID 0x100, in three packets, the last
-/// of which another section might begin in.
-std::string map(const std::string& of_program, char type, const std::string& of_stream = "") {
-    const std::uint64_t size = of_program.size();
-    const std::string begin = bytesOf({2, 0xB0 | (18 + size) >> 8U, 18 + size + of_stream.size()});
-    std::string bytes = "\0"s + section(begin + "\0\1\xC1\0\0\xE1\0"s +
-                                        bytesOf({0xF0 | size >> 8U, size}) + of_program + type +
-                                        "\xE1\0\xF0"s + bytesOf({of_stream.size()}) + of_stream);
-    bytes.resize(std::max<std::size_t>(bytes.size(), 368), '\xFF');
-    return packet({.pid = 0x1000, .payload = bytes.substr(0, 184)}) + other() +
-           packet({.pid = 0x1000, .unit_start = false, .payload = bytes.substr(184, 184)}) +
-           packet({.pid = 0x1000, .payload = bytesOf({bytes.size() - 368}) + bytes.substr(368)});
-}
-
-/// One that needs all three; of its descriptors, only the second names a PID, of access messages.
-const std::string long_map = map(
-    "\x0A\4\0\0\xE0\x40\x09\4\0\0\xE0\x40"s + times(2, "\x80\xAC" + std::string(172, '~')), 0x1B);
+/// A map in three packets, the last of which another section might begin in. Of the program's
+/// descriptors, only the second names a PID, of access messages.
+const std::string long_section =
+    "\0"s + section("\2\xB1\x7A\0\1\xC1\0\0\xE1\0\xF1\x68\x0A\4\0\0\xE0\x40\x09\4\0\0\xE0\x40"s +
+                    times(2, "\x80\xAC" + std::string(172, '~')) + "\x1B\xE1\0\xF0\0"s);
+const std::string long_map =
+    packet({.pid = 0x1000, .payload = long_section.substr(0, 184)}) + other() +
+    packet({.pid = 0x1000, .unit_start = false, .payload = long_section.substr(184, 184)}) +
+    packet({.pid = 0x1000, .payload = "\x0E" + long_section.substr(368)});
 
 } // namespace
 
@@ -267,16 +259,17 @@ TEST(Aligner, KnowsKeyFramesByTheirBytes) {
     };
     // clang-format on
     for (const auto& [name, types, bytes, missing] : rows) {
-        for (const char type : types) {
-            EXPECT_EQ(align(pat() + map("", type) + frame(s, bytes)).missing, missing) << name;
+        for (const unsigned char type : types) {
+            EXPECT_EQ(align(pat() + pmtOf({type}) + frame(s, bytes)).missing, missing) << name;
         }
+        const auto type = static_cast<unsigned char>(types[0]);
         for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
             std::string begin = pesHeader(s);
             begin.resize(181 - cut, '~');
             const std::string packets =
                 packet({.pid = 0x100, .payload = begin + "\0\0\1"s + bytes.substr(0, cut)}) +
                 packet({.pid = 0x100, .unit_start = false, .payload = bytes.substr(cut)});
-            EXPECT_EQ(align(pat() + map("", types[0]) + packets).missing, missing) << name << cut;
+            EXPECT_EQ(align(pat() + pmtOf({type}) + packets).missing, missing) << name << cut;
         }
     }
 }
@@ -293,8 +286,8 @@ TEST(Aligner, KnowsPrivateDataByTheirDescriptors) {
     // clang-format on
     for (const auto& [missing, descriptors] : rows) {
         for (const std::string& descriptor : descriptors) {
-            const Aligned aligned = align(pat() + map("", 6, descriptor) + frame(s, "\x02"));
-            EXPECT_EQ(aligned.missing, missing) << descriptor;
+            const std::string map = pmtOf({6}, 0x1000, 0x100, 1, descriptor);
+            EXPECT_EQ(align(pat() + map + frame(s, "\x02")).missing, missing) << descriptor;
         }
     }
 }

@@ -92,12 +92,15 @@ inline std::string pat(std::initializer_list<std::pair<unsigned, std::uint32_t>>
     return packet({.pid = 0, .payload = "\0"s + section(head + entries)});
 }
 
-/// A program map table of streams of these types, on PID `first` and those after it.
+/// A program map table of streams of these types, on PID `first` and those after it, each with
+/// `descriptors`.
 inline std::string pmtOf(std::initializer_list<unsigned char> types, std::uint32_t pid = 0x1000,
-                         std::uint32_t first = 0x100, unsigned number = 1) {
+                         std::uint32_t first = 0x100, unsigned number = 1,
+                         const std::string& descriptors = "") {
     std::string streams;
     for (std::uint32_t stream = first; const unsigned char type : types) {
-        streams += bytesOf({type, 0xE0U | stream >> 8U, stream, 0xF0U, 0U});
+        streams += bytesOf({type, 0xE0U | stream >> 8U, stream, 0xF0U, descriptors.size()});
+        streams += descriptors;
         ++stream;
     }
     const std::string head = bytesOf({2U, 0xB0U, 13 + streams.size(), 0U, number, 0xC1U, 0U, 0U,
