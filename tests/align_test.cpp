@@ -1,6 +1,6 @@
 #include "align/aligner.h"
 #include "segmenter/cut_rule.h"
-#include "tests/program.h"
+#include "tests/support.h"
 
 namespace {
 

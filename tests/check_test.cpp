@@ -1,4 +1,4 @@
-#include "tests/program.h"
+#include "tests/support.h"
 
 #include <regex>
 

@@ -1,12 +1,10 @@
 #include "playlist/live_playlist.h"
-#include "tests/program.h"
+#include "tests/support.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// `seconds` seconds of a stream, each with a key frame: segments with --duration=1.
 Stream streamOf(std::uint64_t seconds) {

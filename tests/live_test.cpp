@@ -2,7 +2,7 @@
 #include "live/run.h"
 #include "playlist/segment_name.h"
 #include "process/files.h"
-#include "tests/program.h"
+#include "tests/support.h"
 #include "tsinspect/pts.h"
 
 #include <cerrno>
@@ -10,8 +10,6 @@
 #include <sstream>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// What syncfs does in these tests. It returns an error number.
 std::function<int()> sync_medium; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)

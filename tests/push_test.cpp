@@ -1,11 +1,9 @@
-#include "tests/program.h"
+#include "tests/support.h"
 
 #include <array>
 #include <regex>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// Makes a stream in `folder`, whose playlist lists the segments `first` to `last`.
 void makeStream(const fs::path& folder, int first, int last) {

@@ -1,6 +1,6 @@
 #include "process/signals.h"
 #include "segmenter/segment_file.h"
-#include "tests/program.h"
+#include "tests/support.h"
 
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -8,8 +8,6 @@
 #include <span>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 using SegmenterRun = ProgramTest;
 
@@ -201,7 +199,7 @@ TEST_F(SegmenterRun, IsEndedAtOnceByASecondSignal) {
         endInputOnSignals();
         std::ignore = std::raise(SIGHUP);
         std::ignore = std::raise(SIGTERM); // the two count as one
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::this_thread::sleep_for(300ms);
         std::cerr << "goes on";
         std::ignore = std::raise(SIGTERM);
     };
@@ -220,7 +218,7 @@ TEST_F(SegmenterRun, WritesTheMarkerThoughSignalsReachAllThatItHasStarted) {
         return readFile(fs::directory_iterator(process)->path() / "children");
     };
     EXPECT_TRUE(eventually([&] { return !shell().empty(); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // until it waits
+    std::this_thread::sleep_for(300ms); // until it waits
     for (const auto& file :
          fs::directory_iterator("/proc/" + std::to_string(std::stoi(shell())) + "/fd")) {
         EXPECT_NE(fs::read_symlink(file).extension(), ".ts") << "of the segmenter alone";

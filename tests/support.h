@@ -3,40 +3,46 @@
 #include "tests/packets.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
-#include <cstdlib>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
 #include <iterator>
+#include <map>
 #include <string>
-#include <string_view>
+#include <thread>
 #include <tuple>
 
 using namespace std::literals;
+namespace fs = std::filesystem;
 
 /// A temporary folder with an empty working directory in it, current for as long as this lives.
 class Folder {
 public:
     Folder() {
         std::ignore = ::mkdtemp(path.data()); // without it, the next line throws
-        std::filesystem::create_directory(path + "/work");
-        std::filesystem::current_path(path + "/work");
+        fs::create_directory(path + "/work");
+        fs::current_path(path + "/work");
     }
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
     ~Folder() {
-        std::filesystem::current_path(before);
-        std::filesystem::remove_all(path);
+        fs::current_path(before);
+        fs::remove_all(path);
     }
 
 private:
-    std::filesystem::path before = std::filesystem::current_path();
-    std::string path = std::filesystem::temp_directory_path() / "segmenter_tests.XXXXXX";
+    fs::path before = fs::current_path();
+    std::string path = fs::temp_directory_path() / "segmenter_tests.XXXXXX";
 };
 
 /// The whole of a file, empty where it cannot be read.
-inline std::string readFile(const std::filesystem::path& path) {
+inline std::string readFile(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -67,3 +73,101 @@ struct Stream {
 
     std::string bytes;
 };
+
+inline constexpr const char* marker_path = "../vod"; ///< of SEGMENTER
+
+/// Tests that start programs, each test in a folder of its own.
+struct ProgramTest : testing::Test {
+    ProgramTest() {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) { // nohup, or & in a shell, ignores some
+            std::ignore = std::signal(signal, SIG_DFL);
+        }
+        std::ignore = std::signal(SIGPIPE, [](int /*signal*/) {}); // programs may end before input
+    }
+
+    const Folder folder{};
+};
+
+/// True once `condition` holds; false if it does not within ten seconds.
+inline bool eventually(const std::function<bool()>& condition) {
+    for (int milliseconds = 0; milliseconds < 10000 && !condition(); ++milliseconds) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return condition();
+}
+
+/// What comes of a run.
+struct Outcome {
+    int status = 0;                        ///< after a signal, 128 and its number
+    std::string output{};                  ///< all that the program wrote to standard output
+    std::string errors{};                  ///< and to standard error
+    std::string marker{};                  ///< the marker file of SEGMENTER; empty without one
+    std::map<std::string, Stream> files{}; ///< in the working directory, by path
+};
+
+/// Compares field by field.
+inline void expectOutcome(const Outcome& outcome, const Outcome& expected) {
+    EXPECT_EQ(outcome.status, expected.status);
+    EXPECT_EQ(outcome.output, expected.output);
+    EXPECT_EQ(outcome.errors, expected.errors);
+    EXPECT_EQ(outcome.marker, expected.marker);
+    EXPECT_EQ(outcome.files, expected.files);
+}
+
+/// A program that runs in the working directory, with a pipe to its standard input.
+class Program {
+public:
+    /// Starts the shell command `command`, a program and its arguments. It may take 20 seconds of
+    /// processor time, and open 32 files at once.
+    explicit Program(const std::string& command) {
+        const std::string shell = "exec >" + file("output") + " 2>" + file("errors") +
+                                  "; echo $$ >" + file("process") +
+                                  "; ulimit -t 20; ulimit -n 32; export LC_ALL=C; exec ";
+        input = ::popen((shell + command).c_str(), "w");
+    }
+
+    void write(const Stream& packets) const {
+        std::ignore = std::fwrite(packets.bytes.data(), 1, packets.bytes.size(), input);
+        std::ignore = std::fflush(input);
+    }
+
+    /// What it has written to standard output so far.
+    [[nodiscard]] std::string output() const { return readFile(file("output")); }
+
+    /// Its process.
+    [[nodiscard]] pid_t process() const {
+        EXPECT_TRUE(eventually([this] { return readFile(file("process")).ends_with('\n'); }));
+        return std::stoi(readFile(file("process")));
+    }
+
+    /// Ends its input, and collects what it has left when it has ended too.
+    [[nodiscard]] Outcome end() const {
+        const int status = ::pclose(input);
+        Outcome outcome = {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+                           output(), readFile(file("errors")), readFile(marker_path)};
+        for (const auto& entry : fs::recursive_directory_iterator(".")) {
+            if (entry.is_regular_file()) {
+                const std::string path = entry.path().lexically_normal();
+                outcome.files.insert({path, {readFile(path)}});
+            }
+        }
+        return outcome;
+    }
+
+private:
+    /// Beside the working directory, not to be among the files that the program leaves.
+    [[nodiscard]] std::string file(const char* name) const {
+        return "../" + std::to_string(number) + '.' + name;
+    }
+
+    static inline int started = 0; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+    int number = ++started;
+    std::FILE* input = nullptr;
+};
+
+/// Ends the input of `program`: it ends with this status, and with `message` among its errors.
+inline void expectEnd(const Program& program, int status, const std::string& message) {
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, status) << message;
+    EXPECT_NE(outcome.errors.find(message), std::string::npos) << message << '\n' << outcome.errors;
+}
