@@ -316,14 +316,3 @@ TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
     EXPECT_TRUE(eventually([] { return readFile("../ended") == "0\n"; })) << "its input goes on";
     EXPECT_EQ(run.end().status, 0);
 }
-
-TEST_F(AlignerRun, RefusesArgumentsThatMakeNoSense) {
-    for (const std::string argument :
-         {"--duration=0", "--duration=4s", "--duration=", "--duration=3601", "--length=4", "4"}) {
-        expectEnd(Program(SEGMENTER_ALIGN " " + argument), 2,
-                  "segmenter-align: " + argument + " is not --duration=");
-    }
-    const Outcome help = Program(SEGMENTER_ALIGN " --help").end();
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.output.find("usage: segmenter-align [--duration=SECONDS]"), 0U);
-}

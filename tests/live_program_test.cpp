@@ -159,26 +159,4 @@ TEST_F(LiveProgram, RefusesFoldersThatItCannotUse) {
     EXPECT_EQ(listed("torn"), "xx");
 }
 
-TEST_F(LiveProgram, RefusesArgumentsThatMakeNoSense) {
-    for (const std::string refusal :
-         {"--end=2: it takes a number, 0 to 1.", "--end=-1: it takes a number, 0 to 1.",
-          "--end=0.5: it takes a number, 0 to 1.", "--end=: it takes a number, 0 to 1.",
-          "--playlist_name=: it takes a file name without a folder, with no dot in front.",
-          "--playlist_name=.run: it takes a file name", "--playlist_name=a/b: it takes a file name",
-          "--playlist_name=a..b: it takes a file name",
-          "--playlist_name=1f6a03c2.0000000018.ts: it takes a file name",
-          "--window=9: there is no such option; a value follows an equals sign. See --help.",
-          "--duration: there is no such option", "two: it takes one folder.",
-          ": it takes one folder."}) {
-        const std::string argument = refusal.substr(0, refusal.find(':'));
-        expectEnd(start("www '" + argument + '\''), 2, "segmenter-live: " + refusal);
-        EXPECT_TRUE(fs::is_empty("."));
-    }
-    const std::string usage = readFile(ROOT "tests/live_help.txt");
-    expectEnd(start(""), 2, "segmenter-live: It takes a folder.\n" + usage);
-    const Outcome help = start("www --help").end();
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.output, usage);
-}
-
 } // namespace
