@@ -139,8 +139,9 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         EXPECT_EQ(align(stream).segments, segments) << name;
         EXPECT_EQ(align(stream, 1).segments, segments) << name << ", byte by byte";
     }
-    EXPECT_EQ(split(align(tables + key(s)).output).at(3),
-              packet({.pid = 0x40, .adaptation = "\xB7\2\xE"s + pesHeader(s)}));
+    const std::vector<std::string> packets = split(align(tables + key(s)).output);
+    EXPECT_EQ(packets.at(0).substr(4), pat().substr(4));
+    EXPECT_EQ(packets.at(3), packet({.pid = 0x40, .adaptation = "\xB7\2\xE"s + pesHeader(s)}));
 }
 
 TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
@@ -180,6 +181,8 @@ TEST(Aligner, PassesOnEveryPacketAsItCame) {
     const std::string stream = tables + packets;
     const Aligned aligned = align(stream);
     EXPECT_EQ(Stream{aligned.media}, Stream{packets});
+    EXPECT_EQ(Stream{align(stream + other(42600), 9'000'000).media},
+              Stream({packets, other(42600)}));
     const std::pair<std::string, std::string> rows[] = {
         {"packets of 192 bytes", spaced(stream, "TIME", "")},
         {"packets of 204 bytes", spaced(stream, "", std::string(16, 'C'))},
@@ -244,32 +247,32 @@ TEST(Aligner, SaysWhatIsMissing) {
 TEST(Aligner, KnowsKeyFramesByTheirBytes) {
     const std::string none = "No key frame came.";
     // clang-format off
-    const std::tuple<const char*, std::string, std::string, std::string> rows[] = {
-        {"H.264: an I slice behind parameters", "\x1B", "\x67~\0\0\1\x41\xB0"s, ""},
-        {"H.264: one in a picture of I slices only", "\x1B", "\x67~\0\0\1\x41\x88"s, ""},
-        {"H.264: an I slice alone", "\x1B", "\x41\xB0", none},
-        {"H.264: a P slice behind parameters", "\x1B", "\x67~\0\0\1\x41\xF0"s, none},
-        {"HEVC: the first kind of IRAP", "\x24", "\x40\1\0\0\1\x20"s, ""},
-        {"HEVC: the last kind of IRAP", "\x24", "\x2E", ""},
-        {"MPEG: an I picture behind a header", "\1\2", "\xB3~\0\0\1\0\0\x08"s, ""},
-        {"MPEG: an I picture alone", "\1\2", "\0\0\x08"s, none},
-        {"MPEG: a P picture behind a header", "\1\2", "\xB3~\0\0\1\0\0\x10"s, none},
-        {"other video without a mark", "\x10\x21\x33\x42\xD1\xD2\xD4\xEA", "", none},
-        {"sound", "\3\4\xF\x11\x1C\x80\x81\x82\x83\x84\x85\x86\x87\x8A", "", ""},
+    const std::tuple<const char*, std::vector<unsigned char>, std::string, std::string> rows[] = {
+        {"H.264: an I slice behind parameters", {0x1B}, "\x67~\0\0\1\x41\xB0"s, ""},
+        {"H.264: one in a picture of I slices only", {0x1B}, "\x67~\0\0\1\x41\x88"s, ""},
+        {"H.264: an I slice alone", {0x1B}, "\x41\xB0", none},
+        {"H.264: a P slice behind parameters", {0x1B}, "\x67~\0\0\1\x41\xF0"s, none},
+        {"HEVC: the first kind of IRAP", {0x24}, "\x40\1\0\0\1\x20"s, ""},
+        {"HEVC: the last kind of IRAP", {0x24}, "\x2E", ""},
+        {"MPEG: an I picture behind a header", {1, 2}, "\xB3~\0\0\1\0\0\x08"s, ""},
+        {"MPEG: an I picture alone", {1, 2}, "\0\0\x08"s, none},
+        {"MPEG: a P picture behind a header", {1, 2}, "\xB3~\0\0\1\0\0\x10"s, none},
+        {"other video without a mark", {0x10, 0x21, 0x33, 0x42, 0xD1, 0xD2, 0xD4, 0xEA}, "", none},
+        {"sound", {3, 4, 0x0F, 0x11, 0x1C, 0x80, 0x81, 0x82, 0x83, 0x84, 0x85, 0x86, 0x87, 0x8A},
+         "", ""},
     };
     // clang-format on
     for (const auto& [name, types, bytes, missing] : rows) {
         for (const unsigned char type : types) {
             EXPECT_EQ(align(pat() + pmtOf({type}) + frame(s, bytes)).missing, missing) << name;
         }
-        const auto type = static_cast<unsigned char>(types[0]);
         for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
             std::string begin = pesHeader(s);
             begin.resize(181 - cut, '~');
             const std::string packets =
                 packet({.pid = 0x100, .payload = begin + "\0\0\1"s + bytes.substr(0, cut)}) +
                 packet({.pid = 0x100, .unit_start = false, .payload = bytes.substr(cut)});
-            EXPECT_EQ(align(pat() + pmtOf({type}) + packets).missing, missing) << name << cut;
+            EXPECT_EQ(align(pat() + pmtOf({types[0]}) + packets).missing, missing) << name << cut;
         }
     }
 }
