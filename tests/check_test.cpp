@@ -79,12 +79,12 @@ const CheckRow rows[] = {
      {segment(22500, 3), frames(90000, 3), segment(157500, 3), frames(225000, 3), segment(292500)}},
     {"packets lost on two PIDs, none on two, and others damaged",
      {good_stream.bytes, counters(0x20, {3, 6}), // two
-      packet({.pid = 0x22, .counter = 3}), // five, without a mark
+      packet({.pid = 0x22, .counter = 3}), // five and two, without a mark
       packet({.pid = 0x22, .counter = 9, .adaptation = "\1\x7F"}),
-      packet({.pid = 0x22, .counter = 10, .adaptation = "\0"s, .payload = "\x80"}),
+      packet({.pid = 0x22, .counter = 12, .adaptation = "\0"s, .payload = "\x80"}),
       counters(0x23, {14, 15, 0, 0, 1, 1, 2}), packet({.pid = 0x23}), counters(0x23, {3}), // right
-      packet({.pid = 0x23, .counter = 9, .adaptation = "\1\x80"}), // marked
-      counters(0x23, {10}), counters(0x1FFF, {3, 9}), // only fills the stream
+      packet({.pid = 0x23, .counter = 8, .adaptation = "\1\x80"}), // marked
+      counters(0x23, {9}), counters(0x1FFF, {3, 9}), // only fills the stream
       marked(other(), 1, 0x80), marked(other(), 3, 0x40)}},
     {"a scrambled stream", {tables, times(9, marked(key(0), 3, 0x80))}},
     {"no duration, and no window", good_stream, "--duration=0"},

@@ -48,7 +48,8 @@ TEST(Timestamp, HasAll33BitsAndFollowsAnotherTheShorterWayAroundTheClock) {
 TEST(UsualValue, IsTheOneThatComesMostOften) {
     UsualValue usual;
     EXPECT_EQ(usual.get(), 0U);
-    for (const std::uint64_t value : {1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10}) {
+    const std::uint64_t values[] = {1, 7, 2, 3, 4, 5, 6, 8, 7, 7, 9, 7, 7, 10, 10, 10};
+    for (const std::uint64_t value : values) {
         usual.add(value);
     }
     EXPECT_EQ(usual.get(), 7U) << "9 frees all counters but that of 7";
