@@ -128,7 +128,7 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"packets on the clock's PID that no table names", tables + key(0) + key(s, 0x40) + other(),
          begin + "key other"},
         {"packets that only another program names, and the first one with video is the second",
-         pat({{1, 0x1000}, {2, 0x1000}}) + pmtOf({0x0F}, 0x1000, 0x101, 1) +
+         pat({{1, 0x1000}, {2, 0x1000}}) + edited(pmtOf({0x0F}, 0x1000, 0x101), 8, "\xFF\xFF") +
          pmtOf({0x1B}, 0x1000, 0x100, 2) + other() + key(0) + other() + packet({.pid = null_pid}),
          begin + "key null"},
         {"a program whose map came three times, and that of the one before it never",
@@ -163,6 +163,8 @@ TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
          "~4000 ~1000"},
         {"other tracks with the same video", keyFrames(4 * s, 8 * s) + pmtOf({0x1B, 3}) +
          keyFrames(4 * s, 5 * s, 8 * s), "~4000 4000 ~4000 4000"},
+        {"another program beside it", keyFrames(4 * s, 5 * s) + pat({{1, 0x1000}, {2, 0x1001}}) +
+         keyFrames(4 * s, 5 * s, 8 * s), "~4000 4000 4000 4000"},
         {"no key frame for 40 s: then any frame", frames(0, 200), "~40000 4000 4000 2000"},
         {"8 MB without a frame: what comes until a key frame is left out",
          key(0) + other(42600) + delta(s) + key(2 * s), "~40 ~1000"},
@@ -230,12 +232,14 @@ TEST(Aligner, MovesWhatUsesTheClocksPID) {
 }
 
 TEST(Aligner, SaysWhatIsMissing) {
+    const std::string scrambled = times(5, key(0).replace(3, 1, "\x80"));
     const std::pair<std::string, std::string> rows[] = {
         {"No transport stream came.", "G" + std::string(5000, 'x')},
         {"No program association table (PAT) came.", times(9, key(0))},
         {"The program association table (PAT) names no program.", pat({{0, 0x1000}}) + other()},
         {"No program map table (PMT) came.", (pat() + long_map).replace(238, 1, "!") + key(0)},
-        {"The stream is scrambled.", tables + times(5, key(0).replace(3, 1, "\x80"))},
+        {"The stream is scrambled.", tables + scrambled},
+        {"No frame with a timestamp came.", tables + scrambled + pmtOf({0x24})},
         {"No frame with a timestamp came.",
          tables + packet({.pid = 0x100, .payload = "\0\0\1\xE0\0\0\x80\0\5"s}) + other(5)},
     };
@@ -301,7 +305,9 @@ TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     const std::string stream = tables + keyFrames(4 * s, 9 * s);
     const std::string rest = key(12 * s) + video(16 * s);
     const Program signalled(SEGMENTER_ALIGN " --duration=4");
-    signalled.write({stream});
+    signalled.write({stream.substr(0, 1)});
+    std::this_thread::sleep_for(20ms); // until that is read
+    signalled.write({stream.substr(1)});
     ASSERT_TRUE(eventually([&] { return !signalled.output().empty(); }));
     ::kill(signalled.process(), SIGSTOP);
     signalled.write({rest});
