@@ -30,7 +30,7 @@ Aligner::Aligner(std::int32_t duration, SegmentSink on_segment, MessageSink on_m
 void Aligner::take(std::span<const char> bytes) {
     constexpr std::size_t enough = 8'000'000; // no frame is as large, so no more of them come
     finder.take(bytes, [this](const char* packet) { takePacket(packet); });
-    if (since_frame > enough) { // or sound alone would fill the medium with one segment
+    if (!is_waiting && since_frame > enough) { // or sound alone would fill the medium with one segment
         startOver();
     }
 }
@@ -142,7 +142,6 @@ void Aligner::startOver() {
     is_waiting = true;
     is_scrambled = false;
     has_frames = false;
-    since_frame = 0;
 }
 
 void Aligner::takeMain(const TS& header, const char* packet) {

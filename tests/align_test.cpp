@@ -168,7 +168,7 @@ TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
         {"no key frame for 40 s: then any frame", frames(0, 200), "~40000 4000 4000 2000"},
         {"8 MB without a frame: what comes until a key frame is left out",
          key(0) + other(42600) + delta(s) + key(2 * s), "~40 ~1000"},
-        {"less without one", key(0) + other(42500) + delta(s) + key(2 * s), "~3000"},
+        {"less between frames", key(0) + times(2, other(42500) + delta(s)) + key(2 * s), "~3000"},
         {"none at all: from the frame behind 40 s on", frames(0, 200).substr(packet_size),
          "~4000 4000 1750"},
     };
