@@ -270,12 +270,12 @@ TEST(Aligner, KnowsKeyFramesByTheirBytes) {
         for (const unsigned char type : types) {
             EXPECT_EQ(align(pat() + pmtOf({type}) + frame(s, bytes)).missing, missing) << name;
         }
-        for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-            std::string begin = pesHeader(s);
-            begin.resize(181 - cut, '~');
+        const std::string whole = pesHeader(s) + "\0\0\1"s + bytes;
+        for (std::size_t cut = 1; cut < whole.size(); ++cut) {
+            const std::string stuffing = bytesOf({183 - cut, 0}) + std::string(182 - cut, '\xFF');
             const std::string packets =
-                packet({.pid = 0x100, .payload = begin + "\0\0\1"s + bytes.substr(0, cut)}) +
-                packet({.pid = 0x100, .unit_start = false, .payload = bytes.substr(cut)});
+                packet({.pid = 0x100, .counter = 0, .adaptation = stuffing, .payload = whole}) +
+                packet({.pid = 0x100, .unit_start = false, .payload = whole.substr(cut)});
             EXPECT_EQ(align(pat() + pmtOf({types[0]}) + packets).missing, missing) << name << cut;
         }
     }
