@@ -100,6 +100,8 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         {"the highest time, and other tables behind it",
          tables + key(pts_modulus - 1) + pmtOf({0x1B}) + other() + key(4 * s) + key(8 * s),
          begin + "key PAT PMT other" + late_cut + "key" + cut + "key"},
+        {"the lowest time in the upper half of the clock",
+         tables + key(1ULL << 32U) + key((1ULL << 32U) + 4 * s), begin + "key" + late_cut + "key"},
         {"a key frame whose slice comes in its second packet, behind other packets",
          tables + key(0) + frame(4 * s, "\x09") + other() +
          packet({.pid = 0x100, .unit_start = false, .payload = "\0\0\1\x65"s}),
@@ -139,9 +141,10 @@ TEST(Aligner, BeginsEachSegmentWithTablesAndAKeyFrame) {
         EXPECT_EQ(align(stream).segments, segments) << name;
         EXPECT_EQ(align(stream, 1).segments, segments) << name << ", byte by byte";
     }
-    const std::vector<std::string> packets = split(align(tables + key(s)).output);
+    constexpr std::uint64_t time = 0x123456789;
+    const std::vector<std::string> packets = split(align(tables + key(time)).output);
     EXPECT_EQ(packets.at(0).substr(4), pat().substr(4));
-    EXPECT_EQ(packets.at(3), packet({.pid = 0x40, .adaptation = "\xB7\2\xE"s + pesHeader(s)}));
+    EXPECT_EQ(packets.at(3), packet({.pid = 0x40, .adaptation = "\xB7\2\xE"s + pesHeader(time)}));
 }
 
 TEST(Aligner, ChoosesTheKeyFrameNearestToTheDuration) {
@@ -228,8 +231,9 @@ TEST(Aligner, MovesWhatUsesTheClocksPID) {
     EXPECT_EQ(Stream{aligned.media}, Stream{packets(0x1FFD)});
     EXPECT_NE(aligned.output.find(edited(pmtOf({0x1B}, 0x1000, 0x1FFD), 5, "\xC3").substr(4)),
               std::string::npos);
-    EXPECT_NE(align(pat() + long_map + key(0)).output.find("\xE0\x40\x09\4\0\0\xFF\xFE"s),
-              std::string::npos);
+    const std::string output = align(pat() + long_map + key(0)).output;
+    EXPECT_NE(output.find("\xE0\x40\x09\4\0\0\xFF\xFE"s), std::string::npos);
+    EXPECT_EQ(align(output).missing, "") << "the long map is read again";
 }
 
 TEST(Aligner, SaysWhatIsMissing) {
@@ -317,9 +321,9 @@ TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     ::kill(signalled.process(), SIGCONT);
     expectOutcome(signalled.end(), {.output = align(stream + rest).output});
     expectEnd(Program(SEGMENTER_ALIGN " </dev/null"), 0, "No transport stream came.\n");
-    const Program full(SEGMENTER_ALIGN " >/dev/full");
-    full.write({stream});
-    expectEnd(full, 1, "The output cannot be written: No space left on device.\n");
+    const Program full("sh -c 'ulimit -f 8; exec " SEGMENTER_ALIGN " >full'");
+    full.write({times(9, stream)});
+    expectEnd(full, 1, "The output cannot be written: File too large.\n");
 }
 
 TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
