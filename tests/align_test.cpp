@@ -321,9 +321,14 @@ TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     ::kill(signalled.process(), SIGCONT);
     expectOutcome(signalled.end(), {.output = align(stream + rest).output});
     expectEnd(Program(SEGMENTER_ALIGN " </dev/null"), 0, "No transport stream came.\n");
-    const Program full("sh -c 'ulimit -f 8; exec " SEGMENTER_ALIGN " >full'");
-    full.write({times(9, stream)});
-    expectEnd(full, 1, "The output cannot be written: File too large.\n");
+    for (const auto& [command, status, message] :
+         {std::tuple(SEGMENTER_ALIGN " >&-", 0, ""),
+          {"sh -c 'ulimit -f 8; exec " SEGMENTER_ALIGN " >full'", 1,
+           "The output cannot be written: File too large.\n"}}) {
+        const Program program(command);
+        program.write({times(9, stream)});
+        expectEnd(program, status, message);
+    }
 }
 
 TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
