@@ -243,6 +243,7 @@ TEST(Aligner, SaysWhatIsMissing) {
         {"No program association table (PAT) came.", times(9, key(0))},
         {"The program association table (PAT) names no program.", pat({{0, 0x1000}}) + other()},
         {"No program map table (PMT) came.", (pat() + long_map).replace(238, 1, "!") + key(0)},
+        {"", tables + key(0).replace(11, 1, "\xBF")}, // a PES header with all flags but that of DTS
         {"The stream is scrambled.", tables + scrambled},
         {"No frame with a timestamp came.", tables + scrambled + pmtOf({0x24})},
         {"No frame with a timestamp came.",
