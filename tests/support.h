@@ -1,5 +1,6 @@
 #pragma once
 
+#include "playlist/live_playlist.h"
 #include "tests/packets.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,8 @@
 #include <initializer_list>
 #include <iterator>
 #include <map>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -54,6 +57,27 @@ inline std::string expectedText(const std::string& file, const std::string& name
     const std::size_t begin = texts.find(heading) + heading.size();
     return begin < heading.size() ? "nothing stands under this heading"
                                   : texts.substr(begin, texts.find("== ", begin) - begin);
+}
+
+/// The live playlist in `folder`, if there is one.
+inline std::optional<LivePlaylist> livePlaylist(const fs::path& folder = "www") {
+    return readPlaylist(readFile(folder / "live.m3u8"));
+}
+
+/// That playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
+/// discontinuity sequence 1 and the target duration 4, a discontinuity before its last segment, and
+/// has ended. Other segments begin when the one before ends.
+inline std::string listed(const fs::path& folder = "www") {
+    const LivePlaylist stream = livePlaylist(folder).value_or(LivePlaylist());
+    std::ostringstream out;
+    out << stream.sequence << '/' << stream.discontinuities << ' ' << stream.target_duration
+        << " s:";
+    for (std::optional<std::int64_t> end; const LiveSegment& segment : stream.segments) {
+        EXPECT_TRUE(segment.is_discontinuity || segment.date == end.value_or(segment.date));
+        end = segment.date + segment.length;
+        out << (segment.is_discontinuity ? " | " : " ") << secondsText(segment.length);
+    }
+    return out.str() + (stream.is_ended ? " end" : "");
 }
 
 /// Packets, or other bytes, that lie together: {table(), video(90000), other(3)}.
