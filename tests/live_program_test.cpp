@@ -42,8 +42,7 @@ struct LiveProgram : ProgramTest {
     /// Expects that `program` fails with `message` while its input stays open.
     static void expectFailure(const Program& program, const std::string& message) {
         const std::string status = "/proc/" + std::to_string(program.process()) + "/stat";
-        const auto hasEnded = [&] { return readFile(status).find(") Z ") != std::string::npos; };
-        EXPECT_TRUE(eventually(hasEnded)) << message;
+        EXPECT_TRUE(eventually([&] { return readFile(status).find(") Z ") != std::string::npos; }));
         expectEnd(program, 1, message);
     }
 };

@@ -153,9 +153,8 @@ TEST_F(SegmenterRun, PublishesWhatIsWholeAndEndsInOrderOnASignal) {
         const Program program = start("--duration=0 --window=2", by);
         program.write({video(1), table(), video(2), other(), table(), other().substr(0, 187)});
         EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table()}));
-        program.write({other().substr(187)});
+        program.write({other().substr(187), "partial"});
         EXPECT_TRUE(eventuallyHolds("vid.0000000002.ts", {table(), other()}));
-        program.write({"partial"});
         EXPECT_EQ(readFile("live.m3u8") + "#EXTINF:0,\nvid.0000000002.ts\n#EXT-X-ENDLIST\n",
                   closing.bytes);
         EXPECT_FALSE(fs::exists(marker_path));

@@ -15,6 +15,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -82,11 +83,8 @@ inline std::string listed(const fs::path& folder = "www") {
 
 /// Packets, or other bytes, that lie together: {table(), video(90000), other(3)}.
 struct Stream {
-    Stream(std::initializer_list<std::string> parts) {
-        for (const std::string& part : parts) {
-            bytes += part;
-        }
-    }
+    Stream(std::initializer_list<std::string> parts)
+        : bytes(std::accumulate(parts.begin(), parts.end(), ""s)) {}
     bool operator==(const Stream&) const = default;
 
     /// How a failed test shows it.
