@@ -42,7 +42,7 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
         {.name = "a cut time below 0 is never passed", .settings = {.duration = Seconds::min()},
          .segments = {{video(1)}, {table, video(last_tick), table}}},
         {.name = "a table that holds a video start has no timestamp of its own",
-         .segments = {{packet({.pid = pids.cut, .payload = pesHeader(90000)}), table, video(1)},
+         .segments = {{other(), packet({.pid = pids.cut, .payload = pesHeader(9)}), table, video(1)},
                       {packet({.pid = pids.cut, .payload = pesHeader(900000)}), table}}},
         {.name = "a timestamp that runs over the packet's end is none",
          .segments = {{video(900000, 171), table, video(1, 170)}, {table}}},

@@ -1,7 +1,6 @@
 #include "live/publisher.h"
 #include "live/run.h"
 #include "playlist/segment_name.h"
-#include "process/files.h"
 #include "tests/support.h"
 #include "tsinspect/pts.h"
 
@@ -208,8 +207,8 @@ TEST_F(Live, KeepsWhatLeftAsLongAsTheLongestListAndASegmentMore) {
 }
 
 TEST_F(Live, EndsAStreamAndBeginsAnother) {
-    EXPECT_TRUE(publisher->endStream()) << "there is none";
-    publish();
+    EXPECT_TRUE(publisher->endStream());
+    EXPECT_EQ(publish(), "published 0 1.000; ") << "there was none to end";
     EXPECT_TRUE(publisher->endStream());
     EXPECT_EQ(publishLeft(), "ended live.m3u8; ");
     now += 1h;
