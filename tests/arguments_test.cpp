@@ -22,7 +22,7 @@ TEST_F(Arguments, AreRefusedWhereTheyMakeNoSense) {
     std::istringstream lines(expectedText("arguments.txt", "refused"));
     for (std::string line; std::getline(lines, line);) {
         const std::size_t arrow = line.find(" => ");
-        expectEnd(start(line.substr(0, arrow)), 2, ": " + line.substr(arrow + 4) + '\n');
+        expectEnd(start(line.substr(0, arrow)), 2, line.substr(arrow + 4) + '\n');
         EXPECT_TRUE(fs::is_empty("."));
     }
 }
@@ -31,5 +31,4 @@ TEST_F(Arguments, AreExplained) {
     for (const std::string command : {"segmenter-align --help", "segmenter-live www --help"}) {
         expectOutcome(start(command).end(), {.output = expectedText("arguments.txt", command)});
     }
-    expectEnd(start("segmenter-push www"), 2, "usage: segmenter-push FOLDER URL");
 }

@@ -31,12 +31,9 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
          .segments = {{video(126000)}, {table, video(576000), table, video(576001)}, {table}}},
         {.name = "with duration 0 a table cuts after every rise", .settings = {.duration = 0},
          .segments = {{video(1)}, {table, table, video(2)}, {table, video(2), table}}},
-        {.name = "every timestamp that falls moves the cut time, and nothing is cut",
-         .segments = {{video(900000)}, {table, video(9), table, video(80), video(8), table,
-                                        video(450008), table, video(450009)}, {table}}},
-        {.name = "a wrap of the clock is a fall",
-         .segments = {{video(last_tick)},
-                      {table, video(0), table, video(450000), table, video(450001)}, {table}}},
+        {.name = "every timestamp that falls, as at a wrap, moves the cut time, and nothing is cut",
+         .segments = {{video(last_tick)}, {table, video(9), table, video(80), video(8), table,
+                                           video(450008), table, video(450009)}, {table}}},
         {.name = "after the longest duration nothing is cut",
          .settings = {.duration = Seconds::max()},
          .segments = {{video(1)}, {table, video(last_tick), table}}},
@@ -45,7 +42,7 @@ std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
         {.name = "a cut time below 0 is never passed", .settings = {.duration = Seconds::min()},
          .segments = {{video(1)}, {table, video(last_tick), table}}},
         {.name = "a table that holds a video start has no timestamp of its own",
-         .segments = {{packet({.pid = pids.cut, .payload = pesHeader(90000)}), table, video(1)},
+         .segments = {{other(), packet({.pid = pids.cut, .payload = pesHeader(9)}), table, video(1)},
                       {packet({.pid = pids.cut, .payload = pesHeader(900000)}), table}}},
         {.name = "a timestamp that runs over the packet's end is none",
          .segments = {{video(900000, 171), table, video(1, 170)}, {table}}},
@@ -70,17 +67,13 @@ TEST(CutRule, CutsAsTheRowsSay) {
         for (CutRow& row : rowsFor(pids)) {
             row.settings.mux_type = mux_type;
             CutRule rule(row.settings);
-            std::vector<Stream> segments;
             for (const Stream& segment : row.segments) {
-                for (std::string& packet : split(segment.bytes)) {
-                    if (rule.beginsSegment(packet.data())) {
-                        segments.push_back({});
-                    }
-                    ASSERT_FALSE(segments.empty()) << row.name;
-                    segments.back().bytes += packet;
+                for (bool is_first = true; auto& packet : split(segment.bytes)) {
+                    EXPECT_EQ(rule.beginsSegment(packet.data()), std::exchange(is_first, false))
+                        << row.name << ", muxer " << mux_type << ", in segment "
+                        << &segment - row.segments.data();
                 }
             }
-            EXPECT_EQ(segments, row.segments) << row.name << ", muxer " << mux_type;
         }
     }
 }

@@ -1,13 +1,11 @@
 #include "live/publisher.h"
 #include "live/run.h"
 #include "playlist/segment_name.h"
-#include "process/files.h"
 #include "tests/support.h"
 #include "tsinspect/pts.h"
 
 #include <cerrno>
 #include <regex>
-#include <sstream>
 
 namespace {
 
@@ -21,15 +19,11 @@ struct Live : ProgramTest {
         restart();
     }
 
-    static std::optional<LivePlaylist> playlist(const fs::path& folder = "www") {
-        return readPlaylist(readFile(folder / "live.m3u8"));
-    }
-
     /// Puts another publisher in the place of the one before.
     void restart() {
         fs::create_directories("www/.run");
         publisher.emplace(
-            settings, playlist(), [this] { return Moment(now); },
+            settings, livePlaylist(), [this] { return Moment(now); },
             [this](const std::string& line) { output += line + "; "; }, warn);
     }
 
@@ -58,38 +52,20 @@ struct Live : ProgramTest {
         return publish(segment);
     }
 
-    /// Leaves `bytes` as file `number` of a run.
-    static void leave(unsigned number, const std::string& bytes) {
-        std::ofstream(segmentName("www/.run/", number)) << bytes;
-    }
-
-    /// What is said when a new process publishes what a run left.
-    std::string publishLeft() {
+    /// What is said when a new process publishes what a run left: these files, by number, and what
+    /// is there.
+    std::string publishLeft(const std::map<unsigned, std::string>& files = {}) {
+        for (const auto& [number, bytes] : files) {
+            std::ofstream(segmentName("www/.run/", number)) << bytes;
+        }
         restart();
         publishLeftovers(settings, *publisher, warn);
         return said();
     }
 
-    /// The public playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3,
-    /// the discontinuity sequence 1 and the target duration 4, and a discontinuity before its last
-    /// segment. Other segments begin when the one before ends.
-    static std::string listed() {
-        const LivePlaylist stream = playlist().value();
-        std::ostringstream out;
-        out << stream.sequence << '/' << stream.discontinuities << ' ' << stream.target_duration
-            << " s:";
-        std::int64_t date = stream.segments[0].date;
-        for (const auto& [is_discontinuity, begin, length] : stream.segments) {
-            EXPECT_TRUE(is_discontinuity || begin == date);
-            date = begin + length;
-            out << (is_discontinuity ? " | " : " ") << secondsText(length);
-        }
-        return out.str() + (stream.is_ended ? " end" : "");
-    }
-
     /// The public path of segment `number`.
     static std::string publicPath(std::uint32_t number) {
-        return "www/" + fileName({playlist().value().stream, number});
+        return "www/" + fileName({livePlaylist().value().stream, number});
     }
 
     LiveSettings settings = {.folder = "www/", .duration = 1, .listed = 3};
@@ -134,37 +110,34 @@ TEST_F(Live, ListsSegmentsAsTheyAreReported) {
     EXPECT_EQ(publish(0.4004), "published 2 0.401; ") << "they add up";
     publish(0.5, false);
     EXPECT_EQ(listed(), "0/0 1 s: 0.400 0.400 0.401 | 0.500");
-    EXPECT_EQ(playlist()->segments[3].date, 1200) << "when it was written, less its length";
+    EXPECT_EQ(livePlaylist()->segments[3].date, 1200) << "when it was written, less its length";
     EXPECT_EQ(publish(1.6), "published 4 1.600; "
                             "! 4 lasts 1.600 s: the target duration rises from 1 to 2. ");
 }
 
 TEST_F(Live, PublishesWhatARunLeftAsTheRowsSay) {
     // clang-format off
-    const std::tuple<const char*, std::vector<Stream>, const char*> rows[] = {
+    const std::tuple<const char*, std::map<unsigned, std::string>, const char*> rows[] = {
         {"each lasts until its last frame ends, and goes on from there, though the clock wraps",
-         {{whole(pts_modulus - 45000)}, {whole(45000, 2)}}, "0/0 1 s: 1.000 0.500"},
+         {{0, whole(pts_modulus - 45000)}, {1, whole(45000, 2)}}, "0/0 1 s: 1.000 0.500"},
         {"a discontinuity stands where timestamps go on, or back, by more than a second",
-         {{whole(0)}, {whole(180000)}, {whole(360001)}, {whole(360000)}},
+         {{0, whole(0)}, {1, whole(180000)}, {2, whole(360001)}, {3, whole(360000)}},
          "1/0 1 s: 1.000 | 1.000 | 1.000"},
         {"a jump inside is no time, and a discontinuity stands behind it",
-         {{whole(0)}, {whole(90000, 2) + frames(9000000, 3)}, {whole(9067500)}},
+         {{0, whole(0)}, {1, whole(90000, 2) + frames(9000000, 3)}, {2, whole(9067500)}},
          "0/0 1 s: 1.000 1.250 | 1.000"},
         {"one is cut to whole packets, and at the zeros that a power failure left",
-         {{whole(0), "x"}, {whole(90000, 2), std::string(940, '\0'), frames(135000, 2)}},
+         {{0, whole(0) + "x"}, {1, whole(90000, 2) + std::string(940, '\0') + frames(135000, 2)}},
          "0/0 1 s: 1.000 0.500"},
         {"nothing is published of zeros alone, of packets without a frame, of more than 11 s",
-         {{std::string(940, '\0')}, {other(3)}, {whole(0, 44)}, {whole(990000, 45)},
-          {whole(2002500)}}, "0/0 11 s: 11.000 | 1.000"},
+         {{0, std::string(940, '\0')}, {1, other(3)}, {2, whole(0, 44)}, {3, whole(990000, 45)},
+          {4, whole(2002500)}}, "0/0 11 s: 11.000 | 1.000"},
     };
     // clang-format on
     for (const auto& [name, files, published] : rows) {
         fs::remove_all("www");
         restart();
-        for (unsigned number = 0; const Stream& file : files) {
-            leave(number++, file.bytes);
-        }
-        publishLeft();
+        publishLeft(files);
         EXPECT_EQ(listed(), published) << name;
         EXPECT_TRUE(fs::is_empty("www/.run")) << name;
         EXPECT_EQ(readFile(publicPath(0)).size() % packet_size, 0) << name;
@@ -182,19 +155,16 @@ TEST_F(Live, GoesOnWithItsStreamWhereverItWasKilled) {
         publishLeft();
         EXPECT_EQ(readFile("www/live.m3u8"), list) << "viewers may have seen it";
     }
-    leave(2, whole(90000));
-    leave(3, whole(180000));
-    leave(5, whole(270000)); // 4 is missing
-    EXPECT_EQ(publishLeft(), "published 2 1.000; published 3 1.000; published 4 1.000; ");
-    leave(0, whole(360000)); // of a new run
-    publishLeft();
+    EXPECT_EQ(publishLeft({{2, whole(90000)}, {3, whole(180000)}, {5, whole(270000)}}),
+              "published 2 1.000; published 3 1.000; published 4 1.000; ");
+    publishLeft({{0, whole(360000)}}); // of a new run
     EXPECT_EQ(listed(), "3/1 1 s: 1.000 | 1.000 | 1.000");
 }
 
 TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
     sync_medium = [] {
         for (const std::string folder : {"www", "medium"}) { // what is on it for sure
-            const auto seen = playlist(folder).value_or(LivePlaylist());
+            const auto seen = livePlaylist(folder).value_or(LivePlaylist());
             for (std::uint32_t number = seen.sequence; number < nextNumber(seen); ++number) {
                 const std::string name = fileName({seen.stream, number});
                 EXPECT_EQ(readFile("medium/" + name), other()) << "listed, or then listed";
@@ -208,7 +178,7 @@ TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
     for (const char* actions : {"published 0 1.000; ", "published 1 1.000; ", "published 2 1.000; ",
                                 "published 3 1.000; ", "published 4 1.000; deleted 0; "}) {
         EXPECT_EQ(publish(), actions);
-        EXPECT_EQ(playlist("medium"), playlist());
+        EXPECT_EQ(livePlaylist("medium"), livePlaylist());
         now += 8s;
     }
     sync_medium = [syncs = 0]() mutable { return ++syncs == 1 ? 0 : EIO; };
@@ -237,12 +207,10 @@ TEST_F(Live, KeepsWhatLeftAsLongAsTheLongestListAndASegmentMore) {
 }
 
 TEST_F(Live, EndsAStreamAndBeginsAnother) {
-    EXPECT_TRUE(publisher->endStream()) << "there is none";
-    publish();
     EXPECT_TRUE(publisher->endStream());
-    EXPECT_EQ(said(), "ended live.m3u8; ");
-    EXPECT_EQ(listed(), "0/0 1 s: 1.000 end");
-    EXPECT_EQ(publishLeft(), "");
+    EXPECT_EQ(publish(), "published 0 1.000; ") << "there was none to end";
+    EXPECT_TRUE(publisher->endStream());
+    EXPECT_EQ(publishLeft(), "ended live.m3u8; ");
     now += 1h;
     EXPECT_EQ(publish(), "published 0 1.000; ") << "the old list was there until now";
     now += 1h;
@@ -271,9 +239,9 @@ TEST_F(Live, DropsEmptyFilesAndFollowsNoLinks) {
     fs::rename(link.path, "film");
     fs::create_symlink(fs::absolute("film"), link.path);
     fs::create_symlink(fs::absolute("film"), "www/live.m3u8.tmp");
-    leave(9, "no packet");
-    EXPECT_EQ(publishLeft(), "! www/.run/vid.0000000009.ts, left by a crash, is dropped: it has no "
-                             "frame, or is too long. ");
+    EXPECT_EQ(publishLeft({{9, "no packet"}}),
+              "! www/.run/vid.0000000009.ts, left by a crash, is dropped: it has no "
+              "frame, or is too long. ");
     EXPECT_EQ(publish(link),
               "! Segments are lost: the disk was full, or they waited for too long. ");
     FinishedSegment empty = cut();

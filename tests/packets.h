@@ -67,8 +67,8 @@ inline std::string pesHeader(std::uint64_t pts, std::optional<std::uint64_t> dts
 inline std::string table() { return packet({.pid = 0x11}); }
 
 /// The first packet of a frame with the timestamp `pts`, in 90 kHz ticks, on FFmpeg's PID.
-inline std::string video(std::uint64_t pts, std::uint32_t pid = 0x100) {
-    return packet({.pid = pid, .payload = pesHeader(pts)});
+inline std::string video(std::uint64_t pts) {
+    return packet({.pid = 0x100, .payload = pesHeader(pts)});
 }
 
 /// `count` packets of something else.

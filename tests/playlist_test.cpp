@@ -6,25 +6,18 @@
 
 #include <cstring>
 
-namespace {
-
-/// The playlist that a call of updateIndexFile leaves.
-std::string playlist(Options settings, unsigned first, unsigned count, bool is_final) {
-    const Folder folder;
-    settings.prefix = "a";
-    settings.playlist_name = "b.m3u8";
-    EXPECT_TRUE(updateIndexFile(settings, first, count, is_final));
-    return readFile("ab.m3u8");
-}
-
-} // namespace
-
 TEST(Playlist, HasTheEndTagAtTheEndAndAlwaysWithoutAWindow) {
-    EXPECT_EQ(playlist({.duration = -1}, 0, 0, false), expectedText("playlists.txt", "no segment"));
-    const Options settings = {.url_prefix = "/hls", .duration = -3, .window = -1};
-    const std::string text = expectedText("playlists.txt", "two segments of large numbers");
-    EXPECT_EQ(playlist(settings, 4294967292, 4294967295, false), text);
-    EXPECT_EQ(playlist(settings, 4294967292, 4294967295, true), text + "#EXT-X-ENDLIST\n");
+    const Folder folder;
+    Options settings = {.url_prefix = "/hls", .playlist_name = "list", .duration = -1};
+    const std::string end = "#EXT-X-ENDLIST\n";
+    for (const auto& [window, is_final, end_tag] :
+         {std::tuple(-1, false, ""s), {-1, true, end}, {0, false, end}}) {
+        settings.window = window;
+        EXPECT_TRUE(updateIndexFile(settings, 4294967292, 4294967295, is_final));
+        EXPECT_EQ(readFile("list"), expectedText("playlists.txt", "large numbers") + end_tag);
+    }
+    EXPECT_TRUE(updateIndexFile(settings, 0, 0, false));
+    EXPECT_EQ(readFile("list"), expectedText("playlists.txt", "no segment"));
 }
 
 TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {
@@ -43,11 +36,10 @@ TEST(Window, PassesWhatIsGoneAndNeverRunsAhead) {
 
 TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     const std::string text = expectedText("playlists.txt", "a live playlist");
-    LivePlaylist playlist = {.stream = 0x1f6a03c2,
-                             .target_duration = 4,
-                             .sequence = 17,
-                             .discontinuities = 1,
-                             .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
+    // clang-format off
+    LivePlaylist playlist = {
+        .stream = 0x1f6a03c2, .target_duration = 4, .sequence = 17, .discontinuities = 1,
+        .segments = {{false, 1764076823120, 4040}, {true, 1764076831040, 40}}};
     EXPECT_EQ(playlistText(playlist), text);
     EXPECT_EQ(readPlaylist(text), playlist);
     EXPECT_TRUE(readPlaylist(text + "#EXT-X-ENDLIST\n").value().is_ended);
@@ -57,7 +49,6 @@ TEST(LivePlaylist, IsReadBackAsItWasWrittenAndNothingElseIs) {
     ++playlist.sequence;
     EXPECT_EQ(readPlaylist(playlistText(playlist)), std::nullopt);
 
-    // clang-format off
     for (const auto& [part, other] : {
              std::pair("TION:4", "TION:-4"), {"TION:4", "TION:0"}, {"TION:4", "TION:1000001"},
              {"SEQUENCE:17", "SEQUENCE:18"}, {"EXTINF:4.040", "EXTINF:4.04"},

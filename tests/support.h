@@ -1,5 +1,6 @@
 #pragma once
 
+#include "playlist/live_playlist.h"
 #include "tests/packets.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,9 @@
 #include <initializer_list>
 #include <iterator>
 #include <map>
+#include <numeric>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -56,13 +60,31 @@ inline std::string expectedText(const std::string& file, const std::string& name
                                   : texts.substr(begin, texts.find("== ", begin) - begin);
 }
 
+/// The live playlist in `folder`, if there is one.
+inline std::optional<LivePlaylist> livePlaylist(const fs::path& folder = "www") {
+    return readPlaylist(readFile(folder / "live.m3u8"));
+}
+
+/// That playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
+/// discontinuity sequence 1 and the target duration 4, a discontinuity before its last segment, and
+/// has ended. Other segments begin when the one before ends.
+inline std::string listed(const fs::path& folder = "www") {
+    const LivePlaylist stream = livePlaylist(folder).value_or(LivePlaylist());
+    std::ostringstream out;
+    out << stream.sequence << '/' << stream.discontinuities << ' ' << stream.target_duration
+        << " s:";
+    for (std::optional<std::int64_t> end; const LiveSegment& segment : stream.segments) {
+        EXPECT_TRUE(segment.is_discontinuity || segment.date == end.value_or(segment.date));
+        end = segment.date + segment.length;
+        out << (segment.is_discontinuity ? " | " : " ") << secondsText(segment.length);
+    }
+    return out.str() + (stream.is_ended ? " end" : "");
+}
+
 /// Packets, or other bytes, that lie together: {table(), video(90000), other(3)}.
 struct Stream {
-    Stream(std::initializer_list<std::string> parts) {
-        for (const std::string& part : parts) {
-            bytes += part;
-        }
-    }
+    Stream(std::initializer_list<std::string> parts)
+        : bytes(std::accumulate(parts.begin(), parts.end(), ""s)) {}
     bool operator==(const Stream&) const = default;
 
     /// How a failed test shows it.
