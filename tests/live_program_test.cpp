@@ -34,7 +34,9 @@ struct LiveProgram : ProgramTest {
 
     /// A run that has published two of three segments.
     static Program runOfThree(const std::string& options = "") {
-        const Program program = start("www " + options, streamOf(3));
+        const Program program = start("www " + options, streamOf(2));
+        EXPECT_TRUE(eventually([] { return listed() == "0/0 1 s: 1.000"; }));
+        program.write({frames(180000)});
         EXPECT_TRUE(eventually([] { return listed().ends_with(" 1.000 1.000"); }));
         return program;
     }
@@ -79,6 +81,8 @@ TEST_F(LiveProgram, LeavesToTheNextRunWhatCannotBePublished) {
     fs::create_directories("www/live.m3u8.tmp/full");            // in the way of the playlist
     const Program program = start("www --end=1", streamOf(100)); // more than may wait
     ASSERT_TRUE(eventually([] { return fs::exists("www/.run/vid.0000000055.ts"); }));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_FALSE(fs::exists("www/.run/vid.0000000098.ts")) << "the stream waits, too";
     ::kill(program.process(), SIGTERM);
     EXPECT_EQ(program.end().status, 1);
     expectEnd(start("www"), 1, "What the last run left cannot be published, so no run begins.\n");

@@ -106,6 +106,7 @@ TEST_F(Live, LetsSegmentsLeaveWhileThreeTargetDurationsStay) {
 
 TEST_F(Live, ListsSegmentsAsTheyAreReported) {
     publish(0.4004, false);
+    EXPECT_EQ(listed(), "0/0 1 s: 0.400") << "the target duration is what is wanted, at least";
     publish(0.4004);
     EXPECT_EQ(publish(0.4004), "published 2 0.401; ") << "they add up";
     publish(0.5, false);
@@ -242,8 +243,8 @@ TEST_F(Live, DropsEmptyFilesAndFollowsNoLinks) {
     EXPECT_EQ(publishLeft({{9, "no packet"}}),
               "! www/.run/vid.0000000009.ts, left by a crash, is dropped: it has no "
               "frame, or is too long. ");
-    EXPECT_EQ(publish(link),
-              "! Segments are lost: the disk was full, or they waited for too long. ");
+    EXPECT_TRUE(publisher->publish(link, false)) << "and there is nothing to try again";
+    EXPECT_EQ(said(), "! Segments are lost: the disk was full, or they waited for too long. ");
     FinishedSegment empty = cut();
     fs::resize_file(empty.path, 0);
     EXPECT_EQ(publish(empty), "") << "told once";
@@ -273,4 +274,6 @@ TEST_F(Live, MakesRoomOnAFullMedium) {
     EXPECT_EQ(said(), "! Segments are lost: the disk was full, or they waited for too long. ");
     EXPECT_EQ(listed(), "4/0 1 s: 1.000 1.000 1.000");
     EXPECT_FALSE(fs::exists(publicPath(7)));
+    restart();
+    EXPECT_TRUE(said().ends_with("www/ is too small: two more segments of 8648000000 KB do not fit. "));
 }
