@@ -275,5 +275,6 @@ TEST_F(Live, MakesRoomOnAFullMedium) {
     EXPECT_EQ(listed(), "4/0 1 s: 1.000 1.000 1.000");
     EXPECT_FALSE(fs::exists(publicPath(7)));
     restart();
-    EXPECT_TRUE(said().ends_with("www/ is too small: two more segments of 8648000000 KB do not fit. "));
+    EXPECT_TRUE(
+        said().ends_with("www/ is too small: two more segments of 8648000000 KB do not fit. "));
 }
