@@ -30,8 +30,8 @@ Aligner::Aligner(std::int32_t duration, SegmentSink on_segment, MessageSink on_m
 void Aligner::take(std::span<const char> bytes) {
     constexpr std::size_t enough = 8'000'000; // no frame is as large, so no more of them come
     finder.take(bytes, [this](const char* packet) { takePacket(packet); });
-    if (!is_waiting && since_frame > enough) { // or sound alone would fill the medium with one segment
-        startOver();
+    if (!is_waiting && since_frame > enough) {
+        startOver(); // or sound alone would fill the medium with one segment
     }
 }
 
