@@ -21,15 +21,17 @@ std::string dump(std::string_view bytes, Record record) {
 } // namespace
 
 TEST(VideoStart, IsTheFirstStartCodeThatThePacketHoldsWhole) {
-    const auto offset = [](const std::string& payload) {
-        Options settings = {.mux_type = -1}; // on any PID
-        std::string bytes = packet({.payload = payload});
+    const auto offset = [](const PacketFields& fields, std::int32_t mux_type = -1) {
+        Options settings = {.mux_type = mux_type};
+        std::string bytes = packet(fields);
         TS header = headerOf(bytes);
         return syncPES(settings, header, (bytes + "\xE0").data());
     };
-    EXPECT_EQ(offset("\0\0\0\1\xE0\0\0\1\xE0"s), 5);
-    EXPECT_EQ(offset(std::string(180, 'x') + "\0\0\1\xE0"s), 184);
-    EXPECT_EQ(offset(std::string(181, 'x') + "\0\0\1"s), -1);
+    EXPECT_EQ(offset({.payload = "\0\0\0\1\xE0\0\0\1\xE0"s}), 5);
+    EXPECT_EQ(offset({.payload = std::string(180, 'x') + "\0\0\1\xE0"s}), 184);
+    EXPECT_EQ(offset({.payload = std::string(181, 'x') + "\0\0\1"s}), -1);
+    EXPECT_EQ(offset({.unit_start = false, .payload = pesHeader(1)}), -1);
+    EXPECT_EQ(offset({.payload = pesHeader(1)}, 0), -1) << "another muxer's PID";
 }
 
 TEST(Timestamp, HasAll33BitsAndFollowsAnotherTheShorterWayAroundTheClock) {
