@@ -17,7 +17,6 @@ struct CutRow {
 constexpr std::uint64_t last_tick = 8589934591; // the clock wraps behind it
 using Seconds = std::numeric_limits<std::int32_t>;
 
-/// The rows, with the packets of one muxer.
 std::vector<CutRow> rowsFor(const MuxerPIDs& pids) {
     const std::string table = packet({.pid = pids.cut});
     const auto video = [&](std::uint64_t pts, std::size_t offset = 0) {

@@ -27,7 +27,6 @@ struct Live : ProgramTest {
             [this](const std::string& line) { output += line + "; "; }, warn);
     }
 
-    /// Cuts a segment of so many seconds.
     FinishedSegment cut(double seconds = 1, bool follows = true) {
         const std::string path = segmentName("www/.run/", count++);
         std::ofstream(path) << other();
@@ -42,7 +41,6 @@ struct Live : ProgramTest {
         return std::regex_replace(std::exchange(output, ""), address, "$1");
     }
 
-    /// What is said of these segments when they are published.
     std::string publish(FinishedSegment& segment) {
         publisher->publish(segment, false);
         return said();
@@ -63,7 +61,6 @@ struct Live : ProgramTest {
         return said();
     }
 
-    /// The public path of segment `number`.
     static std::string publicPath(std::uint32_t number) {
         return "www/" + fileName({livePlaylist().value().stream, number});
     }

@@ -44,7 +44,6 @@ inline std::string packet(const PacketFields& fields) {
     return bytes;
 }
 
-/// `count` times the same packets.
 inline std::string times(int count, const std::string& packets) {
     std::string bytes;
     while (count-- > 0) {
@@ -71,7 +70,6 @@ inline std::string video(std::uint64_t pts) {
     return packet({.pid = 0x100, .payload = pesHeader(pts)});
 }
 
-/// `count` packets of something else.
 inline std::string other(int count = 1) { return times(count, packet({})); }
 
 /// `bytes` and their checksum: a section of a table.
@@ -108,7 +106,6 @@ inline std::string pmtOf(std::initializer_list<unsigned char> types, std::uint32
     return packet({.pid = pid, .payload = "\0"s + section(head + streams)});
 }
 
-/// Packets with these continuity counters.
 inline std::string counters(std::uint32_t pid, std::initializer_list<unsigned> values) {
     std::string packets;
     for (const unsigned value : values) {
@@ -140,7 +137,6 @@ inline std::string frames(std::uint64_t pts, int count = 4) {
     return packets;
 }
 
-/// The packets of `stream`.
 inline std::vector<std::string> split(const std::string& stream) {
     std::vector<std::string> packets;
     for (std::size_t at = 0; at < stream.size(); at += packet_size) {

@@ -29,20 +29,17 @@ std::string after(const std::function<void(po::Options&)>& action) {
            testing::internal::GetCapturedStderr();
 }
 
-/// What they hold after a command line of these words, behind the program's name.
 std::string afterWords(std::vector<const char*> words) {
     words.insert(words.begin(), "--number=99");
     const auto count = static_cast<unsigned>(words.size());
     return after([&](auto& opts) { po::scanArgv(opts, count, words.data()); });
 }
 
-/// What they hold after these lines of a configuration file.
 std::string afterLines(const std::string& lines) {
     std::istringstream in(lines);
     return after([&](auto& opts) { po::scanFile(opts, in); });
 }
 
-/// The help text for options with these names and texts.
 std::string help(unsigned columns,
                  const std::vector<std::pair<std::string, std::string>>& options) {
     int target = 0;

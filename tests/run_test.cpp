@@ -83,7 +83,6 @@ std::vector<int> failures; // of the next writes of this process: errors, 0 to w
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 pid_t process = 2; // what this process is told that it is
 
-/// True once the file at `path` holds `packets`.
 bool eventuallyHolds(const char* path, const Stream& packets) {
     return eventually([&] { return readFile(path) == packets.bytes; });
 }

@@ -56,18 +56,16 @@ inline std::string expectedText(const std::string& file, const std::string& name
     const std::string texts = readFile(ROOT "tests/" + file);
     const std::string heading = "== " + name + '\n';
     const std::size_t begin = texts.find(heading) + heading.size();
-    return begin < heading.size() ? "nothing stands under this heading"
-                                  : texts.substr(begin, texts.find("== ", begin) - begin);
+    return texts.substr(begin, texts.find("== ", begin) - begin);
 }
 
-/// The live playlist in `folder`, if there is one.
 inline std::optional<LivePlaylist> livePlaylist(const fs::path& folder = "www") {
     return readPlaylist(readFile(folder / "live.m3u8"));
 }
 
-/// That playlist in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media sequence 3, the
-/// discontinuity sequence 1 and the target duration 4, a discontinuity before its last segment, and
-/// has ended. Other segments begin when the one before ends.
+/// The live playlist in `folder` in short: "3/1 4 s: 1.000 2.000 | 1.000 end" has the media
+/// sequence 3, the discontinuity sequence 1 and the target duration 4, a discontinuity before its
+/// last segment, and has ended. Other segments begin when the one before ends.
 inline std::string listed(const fs::path& folder = "www") {
     const LivePlaylist stream = livePlaylist(folder).value_or(LivePlaylist());
     std::ostringstream out;
@@ -87,7 +85,6 @@ struct Stream {
         : bytes(std::accumulate(parts.begin(), parts.end(), ""s)) {}
     bool operator==(const Stream&) const = default;
 
-    /// How a failed test shows it.
     friend std::ostream& operator<<(std::ostream& out, const Stream& stream) {
         const double packets = static_cast<double>(stream.bytes.size()) / packet_size;
         return stream.bytes.starts_with('G') ? out << packets << " packets" : out << stream.bytes;
@@ -127,7 +124,6 @@ struct Outcome {
     std::map<std::string, Stream> files{}; ///< in the working directory, by path
 };
 
-/// Compares field by field.
 inline void expectOutcome(const Outcome& outcome, const Outcome& expected) {
     EXPECT_EQ(outcome.status, expected.status);
     EXPECT_EQ(outcome.output, expected.output);
@@ -156,7 +152,6 @@ public:
     /// What it has written to standard output so far.
     [[nodiscard]] std::string output() const { return readFile(file("output")); }
 
-    /// Its process.
     [[nodiscard]] pid_t process() const {
         EXPECT_TRUE(eventually([this] { return readFile(file("process")).ends_with('\n'); }));
         return std::stoi(readFile(file("process")));

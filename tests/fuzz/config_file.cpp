@@ -6,7 +6,6 @@
 
 namespace po = vex::program_options_lite;
 
-/// Reads any bytes as a configuration file.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     std::cerr.setstate(std::ios::failbit); // unknown options are reported there
     std::string text;
