@@ -7,12 +7,10 @@
 /// chance would.
 static void setChecksums(std::string& stream) {
     for (std::size_t at = 5; at + packet_size - 5 <= stream.size(); at += packet_size) {
-        const auto byte = [&](std::size_t offset) {
-            return static_cast<unsigned char>(stream[at + offset]);
-        };
-        const std::size_t size = 3U + ((byte(1) & 0x0FU) << 8U | byte(2));
-        if (stream[at - 1] == 0 && (byte(0) & ~2U) == 0 && size >= 3 + crc_size &&
-            size <= packet_size - 5) {
+        const unsigned char length[] = {static_cast<unsigned char>(stream[at + 1] & 0x0F),
+                                        static_cast<unsigned char>(stream[at + 2])};
+        const std::size_t size = 3U + pidField(length, 0);
+        if (stream[at - 1] == 0 && size >= 3 + crc_size && size <= packet_size - 5) {
             stream.replace(at, size, section(stream.substr(at, size - crc_size)));
         }
     }
