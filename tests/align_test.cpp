@@ -332,6 +332,15 @@ TEST_F(AlignerRun, EndsWithItsInputOrOnASignalAndLosesNothing) {
     }
 }
 
+TEST_F(AlignerRun, SleepsWhileItsOutputIsFull) {
+    const std::string stream = tables + keyFrames(s, 400 * s);
+    const Program program(
+        "sh -c '{ dd oflag=nonblock count=0 status=none; ulimit -t 1; " SEGMENTER_ALIGN
+        " --duration=4; } | { sleep 2; cat; }'");
+    program.write({stream});
+    expectOutcome(program.end(), {.output = align(stream).output});
+}
+
 TEST_F(AlignerRun, EndsAtOnceWhenNobodyReadsItsOutput) {
     const Program run("sh -c '" SEGMENTER_ALIGN " --duration=4; echo $? >../ended' | true");
     EXPECT_TRUE(eventually([] { return readFile("../ended") == "0\n"; })) << "its input goes on";

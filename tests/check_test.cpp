@@ -51,6 +51,7 @@ const CheckRow rows[] = {
     {"the clock wraps",
      {segment(pts_modulus - 180000), segment(pts_modulus - 67500), segment(pts_modulus + 45000),
       segment(pts_modulus + 157500)}},
+    {"two durations before the first cut", {segment(22500), frames(135000)}},
     {"no more than two durations without a cut", {good_stream.bytes, frames(360000, 4)}},
     {"no key frame, or no map, where segments begin",
      {segment(22500, 4), tables, delta(112500), frames(135000, 4), table(), pat(), delta(225000),
