@@ -52,6 +52,7 @@ const CheckRow rows[] = {
      {segment(pts_modulus - 180000), segment(pts_modulus - 67500), segment(pts_modulus + 45000),
       segment(pts_modulus + 157500)}},
     {"two durations before the first cut", {segment(22500), frames(135000)}},
+    {"a segment of no length", {tables, key(1), tables, delta(2), tables, key(2)}, "--duration=0"},
     {"no more than two durations without a cut", {good_stream.bytes, frames(360000, 4)}},
     {"no key frame, or no map, where segments begin",
      {segment(22500, 4), tables, delta(112500), frames(135000, 4), table(), pat(), delta(225000),
