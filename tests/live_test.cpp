@@ -184,6 +184,7 @@ TEST_F(Live, ShowsViewersNothingThatThePowerCanTakeAway) {
 }
 
 TEST_F(Live, KeepsWhatLeftAsLongAsTheLongestListAndASegmentMore) {
+    // Four segments of 10 s, and one more that may last 10.5 s, since that is rounded to 10.
     for (int i = 0; i < 4; ++i) {
         publish(10);
     }

@@ -123,6 +123,7 @@ TEST_F(SegmenterRun, ListsItsOptionsAsTheReadmeDoesAndWritesNothing) {
 TEST_F(SegmenterRun, RemovesTheMarkerOfTheMachineAndEndsOnASignalThatComesMeanwhile) {
     std::ofstream("../rm") << "#!/bin/sh\necho rm \"$@\"; kill -INT $(cat ../*.process)\n";
     fs::permissions("../rm", fs::perms::owner_all);
+    ASSERT_EQ(::access("../rm", X_OK), 0) << "or the machine's rm would be run";
     const Program program("env PATH=..:\"$PATH\" " SHIPPED_SEGMENTER " --duration=-1");
     EXPECT_TRUE(eventually([] { return fs::exists("live.m3u8"); }));
     expectOutcome(program.end(), {.output = "rm /var/run/vod\n",
